@@ -1,0 +1,12 @@
+// Everything the library offers, in one include.
+#pragma once
+
+#include "klmfc/core/exception.h"
+#include "klmfc/core/system.h"
+#include "klmfc/file/file.h"
+#include "klmfc/math/arrays.h"
+#include "klmfc/math/cpudriver.h"
+#include "klmfc/math/numerics.h"
+#include "klmfc/math/types.h"
+#include "klmfc/memory/dllist.h"
+#include "klmfc/memory/memory.h"

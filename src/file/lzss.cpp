@@ -1,0 +1,521 @@
+// LZSS compression: the "KA->" container, the encoder with its binary search tree over
+// the 4096-byte window, and the whole-buffer decoder.
+#include "klmfc/file/file.h"
+#include "klmfc/memory/memory.h"
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+char const* const K_File::CMPHEADER = "KA->";
+
+unsigned char K_File::text_buf[4113];
+int K_File::dad[4097];
+int K_File::lson[4097];
+int K_File::rson[4353];
+int K_File::match_position = 0;
+int K_File::match_length = 0;
+
+K_FileException_ContainerCorrupted::K_FileException_ContainerCorrupted(char const* mark,
+                                                                       char const* reason) {
+    setError("Container \"%s\" is corrupted: %s", mark, reason);
+}
+
+namespace {
+
+constexpr int kRingSize = 4096;
+constexpr int kRingMask = kRingSize - 1;
+constexpr int kLongest = 18;                 // the look-ahead
+constexpr int kStart = kRingSize - kLongest; // 4078, first write index
+constexpr int kNil = kRingSize;              // no node
+constexpr int kRoot = kRingSize + 1;         // rson[kRoot + c] roots the strings starting with c
+constexpr std::size_t kHeaderSize = 12;
+constexpr int kTextSize = kRingSize + kLongest - 1;   // the ring and a copy of its first 17 bytes
+constexpr std::size_t kGroupOutputMax = 8 * kLongest; // most bytes one group decodes to
+
+std::uint32_t readLE32(unsigned char const* p) {
+    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
+           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
+}
+
+void writeLE32(unsigned char* p, std::uint32_t value) {
+    p[0] = static_cast<unsigned char>(value);
+    p[1] = static_cast<unsigned char>(value >> 8);
+    p[2] = static_cast<unsigned char>(value >> 16);
+    p[3] = static_cast<unsigned char>(value >> 24);
+}
+
+std::uint64_t load64(unsigned char const* p) {
+    std::uint64_t value;
+    std::memcpy(&value, p, sizeof value);
+    return value;
+}
+
+// Index of the first byte, in memory order, in which two 8-byte loads differ; `diff` is
+// their XOR and not 0.
+int firstDifferentByte(std::uint64_t diff) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    return __builtin_ctzll(diff) >> 3;
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    return __builtin_clzll(diff) >> 3;
+#else
+    unsigned char bytes[8];
+    std::memcpy(bytes, &diff, 8);
+    int i = 0;
+    while (bytes[i] == 0) {
+        ++i;
+    }
+    return i;
+#endif
+}
+
+// Compares two 18-byte strings from byte 1 on (byte 0 is equal by the choice of tree).
+// Returns the index of the first unequal byte, 18 when there is none, and sets `cmp` to
+// the difference of that pair, a's minus b's, as unsigned bytes (0 when equal).
+inline int compareFrom1(unsigned char const* a, unsigned char const* b, int& cmp) {
+    int i;
+    std::uint64_t diff = load64(a + 1) ^ load64(b + 1);
+    if (diff != 0) {
+        i = 1 + firstDifferentByte(diff);
+    } else {
+        diff = load64(a + 9) ^ load64(b + 9);
+        if (diff != 0) {
+            i = 9 + firstDifferentByte(diff);
+        } else if (a[17] != b[17]) {
+            i = 17;
+        } else {
+            cmp = 0;
+            return kLongest;
+        }
+    }
+    cmp = static_cast<int>(a[i]) - static_cast<int>(b[i]);
+    return i;
+}
+
+// The tree over the window. It works on the arrays of K_File, through pointers held
+// for the length of one call.
+struct Tree {
+    unsigned char const* text;
+    int* dad;
+    int* lson;
+    int* rson;
+    int matchPosition;
+    int matchLength;
+
+    void init() {
+        for (int i = kRoot; i < kRoot + 256; ++i) {
+            rson[i] = kNil;
+        }
+        for (int i = 0; i < kRingSize; ++i) {
+            dad[i] = kNil;
+        }
+    }
+
+    // Puts node r into the tree of its first byte and finds the longest match on the way
+    // down: of equally long matches the first met stays. A full-length match makes r take
+    // the old node's place, so older strings give way to newer, nearer ones.
+    void insert(int r) {
+        unsigned char const* const key = text + r;
+        int p = kRoot + key[0];
+        int best = 0;
+        int bestPosition = matchPosition;
+        int cmp = 1;
+        rson[r] = kNil;
+        lson[r] = kNil;
+        for (;;) {
+            int* const link = cmp >= 0 ? &rson[p] : &lson[p];
+            if (*link == kNil) {
+                *link = r;
+                dad[r] = p;
+                matchPosition = bestPosition;
+                matchLength = best;
+                return;
+            }
+            p = *link;
+            int const i = compareFrom1(key, text + p, cmp);
+            if (i > best) {
+                bestPosition = p;
+                best = i;
+                if (i >= kLongest) {
+                    break;
+                }
+            }
+        }
+        matchPosition = bestPosition;
+        matchLength = best;
+        dad[r] = dad[p];
+        lson[r] = lson[p];
+        rson[r] = rson[p];
+        dad[lson[p]] = r;
+        dad[rson[p]] = r;
+        // A root links only through rson, so a parent that is a root always takes the
+        // first branch.
+        if (rson[dad[p]] == p) {
+            rson[dad[p]] = r;
+        } else {
+            lson[dad[p]] = r;
+        }
+        dad[p] = kNil;
+    }
+
+    void remove(int p) {
+        if (dad[p] == kNil) {
+            return;
+        }
+        int q;
+        if (rson[p] == kNil) {
+            q = lson[p];
+        } else if (lson[p] == kNil) {
+            q = rson[p];
+        } else {
+            q = lson[p];
+            if (rson[q] != kNil) {
+                do {
+                    q = rson[q];
+                } while (rson[q] != kNil);
+                rson[dad[q]] = lson[q];
+                dad[lson[q]] = dad[q];
+                lson[q] = lson[p];
+                dad[lson[p]] = q;
+            }
+            rson[q] = rson[p];
+            dad[rson[p]] = q;
+        }
+        dad[q] = dad[p];
+        if (rson[dad[p]] == p) {
+            rson[dad[p]] = q;
+        } else {
+            lson[dad[p]] = q;
+        }
+        dad[p] = kNil;
+    }
+};
+
+// Encodes `size` (> 0) bytes into `code`, which has room for the worst case, and returns
+// the length of the code stream.
+std::size_t encode(Tree& tree, unsigned char* text, unsigned char const* in, std::size_t size,
+                   unsigned char* code) {
+    unsigned char const* const end = in + size;
+    tree.init();
+    // The ring starts blank; the bytes behind it start at 0 on every call, so the code
+    // stream depends on the input alone.
+    std::memset(text, ' ', kStart);
+    std::memset(text + kStart, 0, kTextSize - kStart);
+    int len = size < static_cast<std::size_t>(kLongest) ? static_cast<int>(size) : kLongest;
+    std::memcpy(text + kStart, in, static_cast<std::size_t>(len));
+    in += len;
+
+    int s = 0;
+    int r = kStart;
+    // The blanks in front of the first input bytes go in first, so that a run of blanks
+    // at the start can be sent as a match.
+    for (int i = 1; i <= kLongest; ++i) {
+        tree.insert(r - i);
+    }
+    tree.insert(r);
+
+    unsigned char* out = code;
+    unsigned char* flag = out++;
+    *flag = 0;
+    unsigned mask = 1;
+    do {
+        int length = tree.matchLength;
+        if (length > len) {
+            length = len;
+        }
+        if (length <= 2) {
+            length = 1;
+            *flag = static_cast<unsigned char>(*flag | mask);
+            *out++ = text[r];
+        } else {
+            int const position = tree.matchPosition;
+            *out++ = static_cast<unsigned char>(position);
+            *out++ = static_cast<unsigned char>(((position >> 4) & 0xf0) | (length - 3));
+        }
+        mask = (mask << 1) & 0xff;
+        if (mask == 0) {
+            flag = out++;
+            *flag = 0;
+            mask = 1;
+        }
+
+        int i = 0;
+        std::size_t const inputLeft = static_cast<std::size_t>(end - in);
+        int const fresh =
+            inputLeft < static_cast<std::size_t>(length) ? static_cast<int>(inputLeft) : length;
+        for (; i < fresh; ++i) {
+            tree.remove(s);
+            unsigned char const c = *in++;
+            text[s] = c;
+            if (s < kLongest - 1) {
+                text[s + kRingSize] = c;
+            }
+            s = (s + 1) & kRingMask;
+            r = (r + 1) & kRingMask;
+            tree.insert(r);
+        }
+        // The input has run out: the look-ahead shrinks.
+        for (; i < length; ++i) {
+            tree.remove(s);
+            s = (s + 1) & kRingMask;
+            r = (r + 1) & kRingMask;
+            if (--len != 0) {
+                tree.insert(r);
+            }
+        }
+    } while (len > 0);
+
+    if (out == flag + 1) {
+        out = flag; // a group with no item is not sent
+    }
+    return static_cast<std::size_t>(out - code);
+}
+
+// ---- whole-buffer decoding ----------------------------------------------------------
+
+// How a code stream ended against the output it was decoded into.
+enum class Decoded { Exact, EndsEarly, RunsPast };
+
+// What the ring holds before the first byte at the position that lies `back` bytes
+// (1 to 4096) in front of the first output byte: blanks, except that positions 4078 to
+// 4095, not yet written, read 0.
+inline unsigned char startRingByte(std::size_t back) {
+    return back > static_cast<std::size_t>(kStart) ? 0 : ' ';
+}
+
+// Copies a match whose source starts `distance` bytes behind `op`, in front of the first
+// output byte `out`, byte by byte so that it can run on into what it writes.
+void copyFromStart(unsigned char const* out, unsigned char* op, std::size_t distance,
+                   unsigned length) {
+    std::size_t const written = static_cast<std::size_t>(op - out);
+    for (unsigned k = 0; k < length; ++k) {
+        std::size_t const at = written + k; // output index of the byte being written
+        op[k] = at < distance ? startRingByte(distance - at) : out[at - distance];
+    }
+}
+
+// Decodes the code stream [in, in + codeSize) into [out, out + outSize). The output is its
+// own history: ring position p, met when `t` bytes are out, is the byte `distance` back,
+// where distance = ((4078 + t - p - 1) & 0xfff) + 1; in front of the output lies the ring's
+// starting state. Nothing outside the two ranges is read or written.
+Decoded decodeAll(unsigned char const* in, std::size_t codeSize, unsigned char* out,
+                  std::size_t outSize) {
+    unsigned char const* ip = in;
+    unsigned char const* const iend = in + codeSize;
+    unsigned char* op = out;
+    unsigned char* const oend = out + outSize;
+
+    // Whole groups while the input holds a full one (a flag byte and 8 matches) and the
+    // output has room for the most a group gives, plus the 8 bytes that a match copied in
+    // 8-byte steps may write beyond its end (rewritten by what follows).
+    while (iend - ip >= 17 && static_cast<std::size_t>(oend - op) >= kGroupOutputMax + 8) {
+        unsigned flags = *ip++;
+        if (flags == 0xff) {
+            std::memcpy(op, ip, 8);
+            op += 8;
+            ip += 8;
+            continue;
+        }
+        for (int item = 0; item < 8; ++item, flags >>= 1) {
+            if ((flags & 1) != 0) {
+                *op++ = *ip++;
+                continue;
+            }
+            unsigned const position = ip[0] | ((ip[1] & 0xf0u) << 4);
+            unsigned const length = (ip[1] & 0x0fu) + 3;
+            ip += 2;
+            std::size_t const t = static_cast<std::size_t>(op - out);
+            std::size_t const distance = ((kStart + t - position - 1) & kRingMask) + 1;
+            if (distance > t) {
+                copyFromStart(out, op, distance, length);
+            } else if (distance >= 8) {
+                // Each step reads only bytes that earlier steps have written.
+                unsigned char const* const src = op - distance;
+                std::memcpy(op, src, 8);
+                std::memcpy(op + 8, src + 8, 8);
+                if (length > 16) {
+                    std::memcpy(op + 16, src + 16, 8);
+                }
+            } else {
+                unsigned char const* const src = op - distance;
+                for (unsigned k = 0; k < length; ++k) {
+                    op[k] = src[k];
+                }
+            }
+            op += length;
+        }
+    }
+
+    // The rest item by item, every step checked.
+    unsigned flags = 0;
+    for (;;) {
+        flags >>= 1;
+        if ((flags & 0x100) == 0) {
+            if (ip == iend) {
+                break;
+            }
+            flags = *ip++ | 0xff00u;
+        }
+        if ((flags & 1) != 0) {
+            if (ip == iend) {
+                break;
+            }
+            if (op == oend) {
+                return Decoded::RunsPast;
+            }
+            *op++ = *ip++;
+        } else {
+            if (iend - ip < 2) {
+                break;
+            }
+            unsigned const position = ip[0] | ((ip[1] & 0xf0u) << 4);
+            unsigned const length = (ip[1] & 0x0fu) + 3;
+            ip += 2;
+            if (static_cast<std::size_t>(oend - op) < length) {
+                return Decoded::RunsPast;
+            }
+            std::size_t const t = static_cast<std::size_t>(op - out);
+            std::size_t const distance = ((kStart + t - position - 1) & kRingMask) + 1;
+            if (distance > t) {
+                copyFromStart(out, op, distance, length);
+            } else {
+                unsigned char const* const src = op - distance;
+                for (unsigned k = 0; k < length; ++k) {
+                    op[k] = src[k];
+                }
+            }
+            op += length;
+        }
+    }
+    if (op != oend) {
+        return Decoded::EndsEarly;
+    }
+    return ip == iend ? Decoded::Exact : Decoded::RunsPast;
+}
+
+[[noreturn]] void raiseCorrupted(char const* reason) {
+    K_Raise<K_FileException_ContainerCorrupted>(K_File::CMPHEADER, reason);
+}
+
+// Checks the header of a "KA->" container; gives the uncompressed size and the size of
+// the code stream.
+void readHeader(unsigned char const* container, std::uint32_t& size, std::uint32_t& codeSize) {
+    if (std::memcmp(container, K_File::CMPHEADER, 4) != 0) {
+        raiseCorrupted("it does not start with KA->");
+    }
+    size = readLE32(container + 4);
+    codeSize = readLE32(container + 8);
+    // Two code bytes give at most 18 bytes, one flag byte serves eight items: no code
+    // stream gives more than 9 bytes for each of its own.
+    if (size > 9 * static_cast<std::uint64_t>(codeSize)) {
+        raiseCorrupted("the uncompressed size is more than the code stream can give");
+    }
+}
+
+// Counted allocation that cannot be had: counted like any failed attempt.
+[[noreturn]] void raiseTooLarge() {
+    ++K_Memory::sm_iNewCount;
+    K_RaiseAllocationFailure();
+}
+
+// Moves the used part of a block to a block of its own size, as a counted reallocation.
+void* shrink(unsigned char* block, std::size_t allocated, std::size_t used) {
+    if (allocated <= static_cast<std::size_t>(INT_MAX)) {
+        return K_REALLOCATE_implementation(block, static_cast<int>(allocated),
+                                           static_cast<int>(used));
+    }
+    void* moved = K_CountedAllocate(used);
+    std::memcpy(moved, block, used);
+    K_REALLOCATE_DELETE_implementation(block);
+    return moved;
+}
+
+} // namespace
+
+// ---- K_File ---------------------------------------------------------------------------
+
+void K_File::initTree() {
+    Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+    tree.init();
+}
+
+void K_File::insertNode(int r) {
+    Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+    tree.insert(r);
+    match_position = tree.matchPosition;
+    match_length = tree.matchLength;
+}
+
+void K_File::deleteNode(int p) {
+    Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+    tree.remove(p);
+}
+
+void* K_File::compress(char const* label, void const* data, unsigned int size) {
+    K_MemoryScope scope(label);
+    // Room for the worst case, one flag byte for each eight literals, and more.
+    double const capacity = 4096.0 + static_cast<double>(size) * 1.2;
+    if (capacity >= static_cast<double>(SIZE_MAX)) {
+        raiseTooLarge();
+    }
+    std::size_t const allocated = static_cast<std::size_t>(capacity);
+    auto* block = static_cast<unsigned char*>(K_CountedAllocate(allocated));
+    std::memcpy(block, CMPHEADER, 4);
+    writeLE32(block + 4, size);
+
+    // No input gives an empty code stream.
+    std::size_t count = 0;
+    if (size > 0) {
+        Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+        count = encode(tree, text_buf, static_cast<unsigned char const*>(data), size,
+                       block + kHeaderSize);
+        match_position = tree.matchPosition;
+        match_length = tree.matchLength;
+    }
+    writeLE32(block + 8, static_cast<std::uint32_t>(count));
+    try {
+        return shrink(block, allocated, kHeaderSize + count);
+    } catch (...) {
+        K_REALLOCATE_DELETE_implementation(block);
+        throw;
+    }
+}
+
+void* K_File::compress(void const* data, unsigned int size) {
+    return compress("Kovmar Library", data, size);
+}
+
+void* K_File::decompress(void* buffer, void const* container) {
+    auto const* bytes = static_cast<unsigned char const*>(container);
+    std::uint32_t size;
+    std::uint32_t codeSize;
+    readHeader(bytes, size, codeSize);
+    switch (decodeAll(bytes + kHeaderSize, codeSize, static_cast<unsigned char*>(buffer), size)) {
+    case Decoded::Exact:
+        break;
+    case Decoded::EndsEarly:
+        raiseCorrupted("the code stream ends before the uncompressed size");
+    case Decoded::RunsPast:
+        raiseCorrupted("the code stream runs past the uncompressed size");
+    }
+    return buffer;
+}
+
+void* K_File::decompress(char const* label, void const* container) {
+    K_MemoryScope scope(label);
+    std::uint32_t size;
+    std::uint32_t codeSize;
+    readHeader(static_cast<unsigned char const*>(container), size, codeSize);
+    void* buffer = K_CountedAllocate(size);
+    try {
+        return decompress(buffer, container);
+    } catch (...) {
+        K_REALLOCATE_DELETE_implementation(buffer);
+        throw;
+    }
+}
+
+void* K_File::decompress(void const* container) {
+    return decompress("Kovmar Library", container);
+}
