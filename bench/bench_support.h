@@ -1,9 +1,12 @@
 // What the benchmark files share: naming and the table's conventions.
 //
 // A benchmark is named "operation/implementation/input/size", for instance
-// "compress/zlib/text/64K". The table has one row per operation, input and size, and one
-// column per implementation with its rate in MB/s (10^6 bytes of plain data per second,
-// from state.SetBytesProcessed); any other counter of a benchmark gets a column of its own.
+// "compress/zlib/text/64K". The table has one row per operation, input and size. The first
+// two implementations registered for a row stand side by side, each with its rate in MB/s
+// (10^6 bytes per second, from state.SetBytesProcessed), else items per second (from
+// state.SetItemsProcessed), else its time, and any other counters behind it; the last
+// column tells how many times faster the first is. Register the library's own
+// implementation first and the one to compare with second.
 #pragma once
 
 #include <cstddef>

@@ -54,8 +54,9 @@ std::string format(double value, int decimals) {
     return text;
 }
 
-// Collects the runs and prints them as one table: a row per operation, input and size,
-// a column per implementation.
+// Collects the runs and prints them as one table: a row per operation, input and size;
+// the first implementation measured for the row next to the second, and how many times
+// faster the first is.
 class TableReporter : public benchmark::BenchmarkReporter {
 public:
     bool ReportContext(Context const& context) override {
@@ -77,30 +78,14 @@ public:
             while (parts.size() < 4) {
                 parts.push_back("");
             }
-            std::string const row = parts[0] + "|" + parts[2] + "|" + parts[3];
-            std::string const& implementation = parts[1];
-            if (m_rowIndex.find(row) == m_rowIndex.end()) {
-                m_rowIndex[row] = m_rows.size();
+            std::string const key = parts[0] + "|" + parts[2] + "|" + parts[3];
+            if (m_rowIndex.find(key) == m_rowIndex.end()) {
+                m_rowIndex[key] = m_rows.size();
                 m_rows.push_back({parts[0], parts[2], parts[3], {}});
             }
-            Row& target = m_rows[m_rowIndex[row]];
-
-            auto const rate = run.counters.find("bytes_per_second");
-            std::string cell;
-            if (rate != run.counters.end()) {
-                cell = format(rate->second.value / 1e6, 1);
-            } else {
-                cell = format(run.GetAdjustedCPUTime(), 1) + " " +
-                       benchmark::GetTimeUnitString(run.time_unit);
-            }
-            addCell(target, implementation, cell);
-            for (auto const& counter : run.counters) {
-                if (counter.first != "bytes_per_second") {
-                    addCell(target, implementation + " " + counter.first,
-                            format(counter.second.value, 3));
-                }
-            }
-            GetErrorStream() << run.benchmark_name() << ": " << cell << "\n";
+            Measure const measure = measureOf(parts[1], run);
+            m_rows[m_rowIndex[key]].measures.push_back(measure);
+            GetErrorStream() << run.benchmark_name() << ": " << measure.text << "\n";
         }
     }
 
@@ -109,65 +94,102 @@ public:
         std::time_t const now = std::time(nullptr);
         std::strftime(date, sizeof date, "%Y-%m-%d", std::localtime(&now));
         std::ostream& out = GetOutputStream();
-        out << "Machine: " << processorModel() << ", " << m_cpus << " CPUs at "
-            << format(m_mhz, 0) << " MHz. Date: " << date << ".\n";
-        out << "Rates in MB/s of plain data (10^6 bytes per second); higher is better.\n\n";
+        out << "Machine: " << processorModel() << ", " << m_cpus << " CPUs at " << format(m_mhz, 0)
+            << " MHz. Date: " << date << ".\n";
+        out << "MB/s counts plain data (10^6 bytes per second). \"Speed-up\" is how many times "
+               "faster the first implementation is than the second.\n\n";
 
-        std::vector<std::string> header{"Operation", "Input", "Size"};
-        header.insert(header.end(), m_columns.begin(), m_columns.end());
-        std::vector<std::vector<std::string>> lines{header};
+        std::vector<std::vector<std::string>> lines{
+            {"Operation", "Input", "Size", "First", "Result", "Second", "Result", "Speed-up"}};
         for (Row const& row : m_rows) {
             std::vector<std::string> line{row.operation, row.input, row.size};
-            for (std::string const& column : m_columns) {
-                auto const cell = row.cells.find(column);
-                line.push_back(cell == row.cells.end() ? "" : cell->second);
+            for (std::size_t i = 0; i < 2; ++i) {
+                if (i < row.measures.size()) {
+                    line.push_back(row.measures[i].implementation);
+                    line.push_back(row.measures[i].text);
+                } else {
+                    line.push_back("");
+                    line.push_back("");
+                }
             }
+            line.push_back(row.measures.size() >= 2 && row.measures[0].speed > 0 &&
+                                   row.measures[1].speed > 0
+                               ? format(row.measures[0].speed / row.measures[1].speed, 2)
+                               : "");
             lines.push_back(line);
         }
-        std::vector<std::size_t> widths(header.size(), 0);
+        printTable(out, lines);
+        out.flush();
+    }
+
+private:
+    // One implementation's figures: a rate in MB/s when the benchmark counts bytes, else
+    // items per second, else the time per iteration; any other counters behind it.
+    struct Measure {
+        std::string implementation;
+        std::string text;
+        double speed; // higher is faster
+    };
+
+    struct Row {
+        std::string operation;
+        std::string input;
+        std::string size;
+        std::vector<Measure> measures;
+    };
+
+    static Measure measureOf(std::string const& implementation, Run const& run) {
+        Measure m{implementation, "", 0};
+        auto const bytes = run.counters.find("bytes_per_second");
+        auto const items = run.counters.find("items_per_second");
+        if (bytes != run.counters.end()) {
+            m.speed = bytes->second.value;
+            m.text = format(m.speed / 1e6, 1) + " MB/s";
+        } else if (items != run.counters.end()) {
+            m.speed = items->second.value;
+            m.text = format(m.speed / 1e6, 1) + " M items/s";
+        } else {
+            double const time = run.GetAdjustedCPUTime();
+            m.speed = time > 0 ? 1 / time : 0;
+            m.text = format(time, 1) + " " + benchmark::GetTimeUnitString(run.time_unit);
+        }
+        for (auto const& counter : run.counters) {
+            if (counter.first != "bytes_per_second" && counter.first != "items_per_second") {
+                m.text += ", " + counter.first + " " + format(counter.second.value, 3);
+            }
+        }
+        return m;
+    }
+
+    static void printTable(std::ostream& out, std::vector<std::vector<std::string>> const& lines) {
+        std::vector<std::size_t> widths(lines[0].size(), 0);
         for (auto const& line : lines) {
             for (std::size_t i = 0; i < line.size(); ++i) {
                 widths[i] = std::max(widths[i], line[i].size());
             }
         }
+        auto const numeric = [](std::size_t column) { return column == 4 || column >= 6; };
         for (std::size_t n = 0; n < lines.size(); ++n) {
             out << "|";
             for (std::size_t i = 0; i < lines[n].size(); ++i) {
                 std::string const& text = lines[n][i];
                 std::string const pad(widths[i] - text.size(), ' ');
-                out << " " << (i < 3 ? text + pad : pad + text) << " |"; // numbers to the right
+                out << " " << (numeric(i) ? pad + text : text + pad) << " |";
             }
             out << "\n";
             if (n == 0) {
                 out << "|";
                 for (std::size_t i = 0; i < widths.size(); ++i) {
-                    out << (i < 3 ? ":" : "-") << std::string(widths[i], '-')
-                        << (i < 3 ? "-|" : ":|");
+                    out << (numeric(i) ? "-" : ":") << std::string(widths[i], '-')
+                        << (numeric(i) ? ":|" : "-|");
                 }
                 out << "\n";
             }
         }
-        out.flush();
-    }
-
-private:
-    struct Row {
-        std::string operation;
-        std::string input;
-        std::string size;
-        std::map<std::string, std::string> cells;
-    };
-
-    void addCell(Row& row, std::string const& column, std::string const& value) {
-        if (std::find(m_columns.begin(), m_columns.end(), column) == m_columns.end()) {
-            m_columns.push_back(column);
-        }
-        row.cells[column] = value;
     }
 
     std::vector<Row> m_rows;
     std::map<std::string, std::size_t> m_rowIndex;
-    std::vector<std::string> m_columns;
     int m_cpus = 0;
     double m_mhz = 0;
 };

@@ -46,51 +46,67 @@ void writeLE32(unsigned char* p, std::uint32_t value) {
     p[3] = static_cast<unsigned char>(value >> 24);
 }
 
-std::uint64_t load64(unsigned char const* p) {
+// Eight bytes as one number whose order is that of the bytes compared one by one, first
+// byte most significant.
+inline std::uint64_t loadOrdered(unsigned char const* p) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    std::uint64_t value;
+    std::memcpy(&value, p, sizeof value);
+    return __builtin_bswap64(value);
+#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
     std::uint64_t value;
     std::memcpy(&value, p, sizeof value);
     return value;
-}
-
-// Index of the first byte, in memory order, in which two 8-byte loads differ; `diff` is
-// their XOR and not 0.
-int firstDifferentByte(std::uint64_t diff) {
-#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    return __builtin_ctzll(diff) >> 3;
-#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    return __builtin_clzll(diff) >> 3;
 #else
-    unsigned char bytes[8];
-    std::memcpy(bytes, &diff, 8);
-    int i = 0;
-    while (bytes[i] == 0) {
-        ++i;
+    std::uint64_t value = 0;
+    for (int i = 0; i < 8; ++i) {
+        value = value << 8 | p[i];
     }
-    return i;
+    return value;
 #endif
 }
 
-// Compares two 18-byte strings from byte 1 on (byte 0 is equal by the choice of tree).
-// Returns the index of the first unequal byte, 18 when there is none, and sets `cmp` to
-// the difference of that pair, a's minus b's, as unsigned bytes (0 when equal).
-inline int compareFrom1(unsigned char const* a, unsigned char const* b, int& cmp) {
-    int i;
-    std::uint64_t diff = load64(a + 1) ^ load64(b + 1);
-    if (diff != 0) {
-        i = 1 + firstDifferentByte(diff);
-    } else {
-        diff = load64(a + 9) ^ load64(b + 9);
-        if (diff != 0) {
-            i = 9 + firstDifferentByte(diff);
-        } else if (a[17] != b[17]) {
-            i = 17;
-        } else {
-            cmp = 0;
-            return kLongest;
-        }
+// Number of leading bytes in which two ordered loads agree; `diff` is their XOR, not 0.
+inline int equalBytes(std::uint64_t diff) {
+#if defined(__GNUC__)
+    return __builtin_clzll(diff) >> 3;
+#else
+    int n = 0;
+    while ((diff & 0xff00000000000000ull) == 0) {
+        diff <<= 8;
+        ++n;
     }
-    cmp = static_cast<int>(a[i]) - static_cast<int>(b[i]);
-    return i;
+    return n;
+#endif
+}
+
+// An 18-byte string of the ring held for comparing: bytes 1 to 8, 9 to 16, and 17.
+// Byte 0 is equal by the choice of tree.
+struct Key {
+    std::uint64_t head;
+    std::uint64_t middle;
+    unsigned char last;
+
+    explicit Key(unsigned char const* s)
+        : head(loadOrdered(s + 1)), middle(loadOrdered(s + 9)), last(s[17]) {}
+};
+
+// Compares `key` with the string at `s` from byte 9 on, bytes 1 to 8 being equal.
+// Returns the index of the first unequal byte, or 18 when there is none, and sets
+// `greater` when the key's byte there is the larger (as unsigned bytes).
+inline int compareFrom9(Key const& key, unsigned char const* s, bool& greater) {
+    std::uint64_t const middle = loadOrdered(s + 9);
+    if (middle != key.middle) {
+        greater = key.middle > middle;
+        return 9 + equalBytes(middle ^ key.middle);
+    }
+    greater = key.last > s[17];
+    return key.last != s[17] ? 17 : kLongest;
+}
+
+// `yes` when `condition` holds, else `no`, without a branch.
+inline int choose(bool condition, int yes, int no) {
+    return no ^ ((no ^ yes) & -static_cast<int>(condition));
 }
 
 // The tree over the window. It works on the arrays of K_File, through pointers held
@@ -102,6 +118,17 @@ struct Tree {
     int* rson;
     int matchPosition;
     int matchLength;
+
+    // One insertion on its way down a tree.
+    struct Walk {
+        Key key;
+        int r;
+        int p;
+        int next;
+        bool right;
+        int best;
+        int bestPosition;
+    };
 
     void init() {
         for (int i = kRoot; i < kRoot + 256; ++i) {
@@ -116,34 +143,80 @@ struct Tree {
     // down: of equally long matches the first met stays. A full-length match makes r take
     // the old node's place, so older strings give way to newer, nearer ones.
     void insert(int r) {
-        unsigned char const* const key = text + r;
-        int p = kRoot + key[0];
-        int best = 0;
-        int bestPosition = matchPosition;
-        int cmp = 1;
+        Walk walk = begin(r);
+        while (step(walk)) {
+        }
+        matchPosition = walk.bestPosition;
+        matchLength = walk.best;
+    }
+
+    // Inserts r and then s, which lie in different trees that neither insertion changes
+    // for the other: the two walks go down side by side, each filling the other's wait
+    // for memory.
+    void insertTwo(int r, int s, int& positionR, int& lengthR) {
+        Walk a = begin(r);
+        Walk b = begin(s);
+        bool goingA = true;
+        bool goingB = true;
+        while (goingA && goingB) {
+            goingA = step(a);
+            goingB = step(b);
+        }
+        while (goingA) {
+            goingA = step(a);
+        }
+        while (goingB) {
+            goingB = step(b);
+        }
+        positionR = a.bestPosition;
+        lengthR = a.best;
+        matchPosition = b.bestPosition;
+        matchLength = b.best;
+    }
+
+    Walk begin(int r) {
         rson[r] = kNil;
         lson[r] = kNil;
-        for (;;) {
-            int* const link = cmp >= 0 ? &rson[p] : &lson[p];
-            if (*link == kNil) {
-                *link = r;
-                dad[r] = p;
-                matchPosition = bestPosition;
-                matchLength = best;
-                return;
-            }
-            p = *link;
-            int const i = compareFrom1(key, text + p, cmp);
-            if (i > best) {
-                bestPosition = p;
-                best = i;
-                if (i >= kLongest) {
-                    break;
-                }
-            }
+        // The walk starts to the right of the root.
+        int const root = kRoot + text[r];
+        return Walk{Key(text + r), r, root, rson[root], true, 0, matchPosition};
+    }
+
+    // One level down. False when the walk has ended: r linked below a leaf, or put in the
+    // place of a node with an equal string.
+    bool step(Walk& w) {
+        if (w.next == kNil) {
+            (w.right ? rson : lson)[w.p] = w.r;
+            dad[w.r] = w.p;
+            return false;
         }
-        matchPosition = bestPosition;
-        matchLength = best;
+        int const p = w.next;
+        w.p = p;
+        // Both children are loaded along with the string, and the comparison picks one
+        // of them without a branch: which way the walk goes cannot be foreseen.
+        int const left = lson[p];
+        int const right = rson[p];
+        int i;
+        std::uint64_t const head = loadOrdered(text + p + 1);
+        if (head != w.key.head) {
+            w.right = w.key.head > head;
+            i = 1 + equalBytes(head ^ w.key.head);
+        } else {
+            i = compareFrom9(w.key, text + p, w.right);
+        }
+        w.next = choose(w.right, right, left);
+        bool const longer = i > w.best;
+        w.bestPosition = choose(longer, p, w.bestPosition);
+        w.best = choose(longer, i, w.best);
+        if (i == kLongest) {
+            replace(p, w.r);
+            return false;
+        }
+        return true;
+    }
+
+    // Node r takes the place of node p, which leaves the tree.
+    void replace(int p, int r) {
         dad[r] = dad[p];
         lson[r] = lson[p];
         rson[r] = rson[p];
@@ -192,85 +265,145 @@ struct Tree {
     }
 };
 
-// Encodes `size` (> 0) bytes into `code`, which has room for the worst case, and returns
-// the length of the code stream.
-std::size_t encode(Tree& tree, unsigned char* text, unsigned char const* in, std::size_t size,
-                   unsigned char* code) {
-    unsigned char const* const end = in + size;
-    tree.init();
-    // The ring starts blank; the bytes behind it start at 0 on every call, so the code
-    // stream depends on the input alone.
-    std::memset(text, ' ', kStart);
-    std::memset(text + kStart, 0, kTextSize - kStart);
-    int len = size < static_cast<std::size_t>(kLongest) ? static_cast<int>(size) : kLongest;
-    std::memcpy(text + kStart, in, static_cast<std::size_t>(len));
-    in += len;
+// The encoder. Its tree work is a fixed sequence whatever the code stream becomes: step 0
+// inserts the first look-ahead string; step k (1 to size - 1) takes node (k - 1) & 0xfff
+// out, stores input byte k + 17 there if there is one, and inserts node (4078 + k) &
+// 0xfff, whose string starts with input byte k. Only the match found at the start of each
+// item is used. So the steps run a block ahead and keep their matches, which lets two
+// steps whose insertions do not meet go down their trees side by side, and the items
+// then read the matches they need.
+class Encoder {
+public:
+    Encoder(Tree& tree, unsigned char* text, unsigned char const* in, std::size_t size)
+        : m_tree(tree), m_text(text), m_in(in), m_size(size) {}
 
-    int s = 0;
-    int r = kStart;
-    // The blanks in front of the first input bytes go in first, so that a run of blanks
-    // at the start can be sent as a match.
-    for (int i = 1; i <= kLongest; ++i) {
-        tree.insert(r - i);
+    // Writes the code stream to `code`, which has room for the worst case, and returns its
+    // length.
+    std::size_t encode(unsigned char* code) {
+        m_tree.init();
+        // The ring starts blank; the bytes behind it start at 0 on every call, so the code
+        // stream depends on the input alone.
+        std::memset(m_text, ' ', kStart);
+        std::memset(m_text + kStart, 0, kTextSize - kStart);
+        std::size_t const first = m_size < kLongest ? m_size : kLongest;
+        std::memcpy(m_text + kStart, m_in, first);
+        // The blanks in front of the first input bytes go in first, so that a run of
+        // blanks at the start can be sent as a match.
+        for (int i = 1; i <= kLongest; ++i) {
+            m_tree.insert(kStart - i);
+        }
+
+        unsigned char* out = code;
+        unsigned char* flag = out++;
+        *flag = 0;
+        unsigned mask = 1;
+        std::size_t item = 0; // where the next item starts
+        std::size_t step = 0; // the next step of tree work
+        while (item < m_size) {
+            std::size_t const blockBegin = step;
+            std::size_t const blockEnd =
+                m_size - step < kBlock ? m_size : step + static_cast<std::size_t>(kBlock);
+            runSteps(blockBegin, blockEnd);
+
+            while (item < blockEnd) {
+                std::size_t const lookAhead = m_size - item;
+                std::size_t length = m_lengths[item - blockBegin];
+                if (length > lookAhead) {
+                    length = lookAhead;
+                }
+                if (length <= 2) {
+                    *flag = static_cast<unsigned char>(*flag | mask);
+                    *out++ = m_in[item];
+                    length = 1;
+                } else {
+                    unsigned const position = m_positions[item - blockBegin];
+                    *out++ = static_cast<unsigned char>(position);
+                    *out++ = static_cast<unsigned char>(((position >> 4) & 0xf0) | (length - 3));
+                }
+                item += length;
+                mask = (mask << 1) & 0xff;
+                if (mask == 0) {
+                    flag = out++;
+                    *flag = 0;
+                    mask = 1;
+                }
+            }
+            step = blockEnd;
+        }
+        if (out == flag + 1) {
+            out = flag; // a group with no item is not sent
+        }
+        return static_cast<std::size_t>(out - code);
     }
-    tree.insert(r);
 
-    unsigned char* out = code;
-    unsigned char* flag = out++;
-    *flag = 0;
-    unsigned mask = 1;
-    do {
-        int length = tree.matchLength;
-        if (length > len) {
-            length = len;
-        }
-        if (length <= 2) {
-            length = 1;
-            *flag = static_cast<unsigned char>(*flag | mask);
-            *out++ = text[r];
-        } else {
-            int const position = tree.matchPosition;
-            *out++ = static_cast<unsigned char>(position);
-            *out++ = static_cast<unsigned char>(((position >> 4) & 0xf0) | (length - 3));
-        }
-        mask = (mask << 1) & 0xff;
-        if (mask == 0) {
-            flag = out++;
-            *flag = 0;
-            mask = 1;
-        }
+private:
+    static constexpr std::size_t kBlock = 4096;
 
-        int i = 0;
-        std::size_t const inputLeft = static_cast<std::size_t>(end - in);
-        int const fresh =
-            inputLeft < static_cast<std::size_t>(length) ? static_cast<int>(inputLeft) : length;
-        for (; i < fresh; ++i) {
-            tree.remove(s);
-            unsigned char const c = *in++;
-            text[s] = c;
+    // The steps [begin, end), their matches kept from index 0.
+    void runSteps(std::size_t begin, std::size_t end) {
+        std::size_t k = begin;
+        if (k == 0) {
+            m_tree.insert(kStart);
+            keep(0, m_tree.matchPosition, m_tree.matchLength);
+            k = 1;
+        }
+        while (k < end) {
+            int const r = (kStart + static_cast<int>(k)) & kRingMask;
+            if (k + 1 < end && canPair(k)) {
+                advance(k);
+                advance(k + 1);
+                int position;
+                int length;
+                m_tree.insertTwo(r, (r + 1) & kRingMask, position, length);
+                keep(k - begin, position, length);
+                keep(k + 1 - begin, m_tree.matchPosition, m_tree.matchLength);
+                k += 2;
+            } else {
+                advance(k);
+                m_tree.insert(r);
+                keep(k - begin, m_tree.matchPosition, m_tree.matchLength);
+                k += 1;
+            }
+        }
+    }
+
+    // Steps k and k + 1 may go side by side when the two strings to insert start with
+    // different bytes (different trees), and the node that step k + 1 takes out, whose
+    // byte it also overwrites, is not in the tree that step k goes down.
+    bool canPair(std::size_t k) const {
+        if (m_in[k] == m_in[k + 1]) {
+            return false;
+        }
+        int const leaving = static_cast<int>(k) & kRingMask;
+        return m_tree.dad[leaving] == kNil || m_text[leaving] != m_in[k];
+    }
+
+    // Step k without its insertion: the oldest node leaves, and the next input byte, if
+    // there is one, takes its place in the ring.
+    void advance(std::size_t k) {
+        int const s = static_cast<int>(k - 1) & kRingMask;
+        m_tree.remove(s);
+        if (k + (kLongest - 1) < m_size) {
+            unsigned char const c = m_in[k + (kLongest - 1)];
+            m_text[s] = c;
             if (s < kLongest - 1) {
-                text[s + kRingSize] = c;
-            }
-            s = (s + 1) & kRingMask;
-            r = (r + 1) & kRingMask;
-            tree.insert(r);
-        }
-        // The input has run out: the look-ahead shrinks.
-        for (; i < length; ++i) {
-            tree.remove(s);
-            s = (s + 1) & kRingMask;
-            r = (r + 1) & kRingMask;
-            if (--len != 0) {
-                tree.insert(r);
+                m_text[s + kRingSize] = c;
             }
         }
-    } while (len > 0);
-
-    if (out == flag + 1) {
-        out = flag; // a group with no item is not sent
     }
-    return static_cast<std::size_t>(out - code);
-}
+
+    void keep(std::size_t index, int position, int length) {
+        m_positions[index] = static_cast<std::uint16_t>(position);
+        m_lengths[index] = static_cast<std::uint8_t>(length);
+    }
+
+    Tree& m_tree;
+    unsigned char* m_text;
+    unsigned char const* m_in;
+    std::size_t m_size;
+    std::uint16_t m_positions[kBlock];
+    std::uint8_t m_lengths[kBlock];
+};
 
 // ---- whole-buffer decoding ----------------------------------------------------------
 
@@ -468,8 +601,8 @@ void* K_File::compress(char const* label, void const* data, unsigned int size) {
     std::size_t count = 0;
     if (size > 0) {
         Tree tree{text_buf, dad, lson, rson, match_position, match_length};
-        count = encode(tree, text_buf, static_cast<unsigned char const*>(data), size,
-                       block + kHeaderSize);
+        Encoder encoder(tree, text_buf, static_cast<unsigned char const*>(data), size);
+        count = encoder.encode(block + kHeaderSize);
         match_position = tree.matchPosition;
         match_length = tree.matchLength;
     }

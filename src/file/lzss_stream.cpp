@@ -29,6 +29,54 @@ unsigned int K_LZSSStreamState::decode(unsigned char const* input, unsigned char
     unsigned flagBits = flags;
 
     while (wanted > 0) {
+        // Whole groups while nothing can run short inside one: a flag byte is due, the
+        // input holds the group and 3 bytes more, and the output takes the most a group
+        // gives. Each step of the group then meets the tests below as passed.
+        if (next > last && (flagBits & 0x200) == 0 && left >= 20 && wanted >= 144) {
+            unsigned const flagByte = *ip++;
+            unsigned group = flagByte;
+            left -= 1;
+            if (flagByte == 0xff && write <= 4096 - 8) {
+                // Eight literals, as data that does not compress gives them.
+                std::memcpy(op, ip, 8);
+                std::memcpy(ringBytes + write, ip, 8);
+                op += 8;
+                ip += 8;
+                write = (write + 8) & kRingMask;
+                left -= 8;
+                wanted -= 8;
+                flagBits = (flagByte | 0xff00u) >> 7;
+                continue;
+            }
+            for (int item = 0; item < 8; ++item, group >>= 1) {
+                if ((group & 1) != 0) {
+                    unsigned char const c = *ip++;
+                    ringBytes[write] = c;
+                    write = (write + 1) & kRingMask;
+                    *op++ = c;
+                    left -= 1;
+                    wanted -= 1;
+                } else {
+                    int const from = ip[0] | ((ip[1] & 0xf0) << 4);
+                    int const count = (ip[1] & 0x0f) + 3;
+                    ip += 2;
+                    left -= 2;
+                    for (int k = 0; k < count; ++k) {
+                        unsigned char const c = ringBytes[(from + k) & kRingMask];
+                        ringBytes[write] = c;
+                        write = (write + 1) & kRingMask;
+                        op[k] = c;
+                    }
+                    op += count;
+                    wanted -= count;
+                    position = from;
+                    last = count - 1;
+                    next = count;
+                }
+            }
+            flagBits = (flagByte | 0xff00u) >> 7; // as after the group's seven shifts
+            continue;
+        }
         // A step takes at most 3 bytes: while more can come, stop before that runs short.
         if (moreInput && left < 3) {
             break;
