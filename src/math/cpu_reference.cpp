@@ -1,8 +1,8 @@
-// The reference driver: its queries, the add kernels, the single-vector accesses, the
-// memory operations and every forwarding form. Short forms call the longest form of
-// their family through the interface (this->), so a derived driver that overrides a
-// long form changes the short ones with it.
-#include "flat_loop.h"
+// The reference driver: its queries, every forwarding form, the cross product, the
+// single-vector accesses and the memory operations; the kernels are in
+// cpu_reference_scalar.cpp, cpu_reference_vector.cpp and cpu_reference_matrix.cpp.
+// Short forms call the longest form of their family through the interface (this->), so
+// a derived driver that overrides a long form changes the short ones with it.
 #include "klmfc/math/arrays.h"
 #include "klmfc/math/cpudriver.h"
 
@@ -44,7 +44,7 @@ int K_CPUReference::getMemoryAlignment() const {
     return 16;
 }
 
-// ---- add ----
+// ---- add: forwarding ----
 
 void K_CPUReference::add(float* dst, float value, int count) const {
     this->add(dst, dst, value, count, 1);
@@ -58,10 +58,6 @@ void K_CPUReference::add(float* dst, float const* src, float value, int count) c
     this->add(dst, src, value, count, 1);
 }
 
-void K_CPUReference::add(float* dst, float const* src, float value, int count, int stride) const {
-    M_forEachLane(count, stride, [=](std::ptrdiff_t i) { dst[i] = value + src[i]; });
-}
-
 void K_CPUReference::add(float* dst, float const* src, int count) const {
     this->add(dst, dst, src, count, 1);
 }
@@ -72,10 +68,6 @@ void K_CPUReference::add(float* dst, float const* src, int count, int stride) co
 
 void K_CPUReference::add(float* dst, float const* a, float const* b, int count) const {
     this->add(dst, a, b, count, 1);
-}
-
-void K_CPUReference::add(float* dst, float const* a, float const* b, int count, int stride) const {
-    M_forEachLane(count, stride, [=](std::ptrdiff_t i) { dst[i] = a[i] + b[i]; });
 }
 
 // ---- subtract: forwarding ----

@@ -129,7 +129,9 @@ TEST(CPUDriverReferenceAdd, WorksInWholeGroupsOfFourStridedOrNot) {
 
 // ---- forwarding of the short forms ----
 
-// Records every call that reaches an overridden long form, and does nothing else.
+// Records every call that reaches an overridden long form, and does nothing else. It
+// overrides the longest form of every family that has shorter ones, and the plain
+// operations that the tiers call.
 class RecordingDriver : public K_CPUReference {
 public:
     struct Call {
@@ -138,54 +140,111 @@ public:
         void const* a;
         void const* b;
         float value;
+        float high;
         int count;
         int stride;
         bool operator==(Call const& o) const {
             return op == o.op && dst == o.dst && a == o.a && b == o.b && value == o.value &&
-                   count == o.count && stride == o.stride;
+                   high == o.high && count == o.count && stride == o.stride;
         }
     };
     mutable std::vector<Call> calls;
 
+    using K_CPUReference::abs;
     using K_CPUReference::add;
     using K_CPUReference::clamp;
+    using K_CPUReference::clampMax;
+    using K_CPUReference::clampMin;
     using K_CPUReference::divide;
+    using K_CPUReference::invsqrt;
+    using K_CPUReference::maximum;
     using K_CPUReference::minimum;
     using K_CPUReference::multiply;
+    using K_CPUReference::negate;
     using K_CPUReference::reciprocal_0;
     using K_CPUReference::sqrt;
+    using K_CPUReference::subtract;
 
     void add(float* d, float const* s, float v, int n, int st) const override {
-        calls.push_back({"add value", d, s, nullptr, v, n, st});
+        calls.push_back({"add value", d, s, nullptr, v, 0, n, st});
     }
     void add(float* d, float const* a, float const* b, int n, int st) const override {
-        calls.push_back({"add", d, a, b, 0, n, st});
+        calls.push_back({"add", d, a, b, 0, 0, n, st});
+    }
+    void subtract(float* d, float const* s, float v, int n, int st) const override {
+        calls.push_back({"subtract value", d, s, nullptr, v, 0, n, st});
+    }
+    void subtract(float* d, float const* a, float const* b, int n, int st) const override {
+        calls.push_back({"subtract", d, a, b, 0, 0, n, st});
+    }
+    void multiply(float* d, float const* s, float v, int n, int st) const override {
+        calls.push_back({"multiply value", d, s, nullptr, v, 0, n, st});
     }
     void multiply(float* d, float const* a, float const* b, int n, int st) const override {
-        calls.push_back({"multiply", d, a, b, 0, n, st});
+        calls.push_back({"multiply", d, a, b, 0, 0, n, st});
     }
     void multiply_then_subtract(float* d, float const* a, float const* b, int n,
                                 int st) const override {
-        calls.push_back({"multiply_then_subtract", d, a, b, 0, n, st});
+        calls.push_back({"multiply_then_subtract", d, a, b, 0, 0, n, st});
     }
     void divide(float* d, float const* s, float v, int n, int st) const override {
-        calls.push_back({"divide value", d, s, nullptr, v, n, st});
+        calls.push_back({"divide value", d, s, nullptr, v, 0, n, st});
     }
     void divide(float* d, float const* a, float const* b, int n, int st) const override {
-        calls.push_back({"divide", d, a, b, 0, n, st});
+        calls.push_back({"divide", d, a, b, 0, 0, n, st});
+    }
+    void divide(M_Vector4Array& d, M_Vector4Array const& s, M_ScalarArray const& f) const override {
+        calls.push_back({"divide 4", &d, &s, &f, 0, 0, 0, 0});
+    }
+    void divide(M_Vector3Array& d, M_Vector3Array const& s, M_ScalarArray const& f) const override {
+        calls.push_back({"divide 3", &d, &s, &f, 0, 0, 0, 0});
+    }
+    void divide(M_Vector2Array& d, M_Vector2Array const& s, M_ScalarArray const& f) const override {
+        calls.push_back({"divide 2", &d, &s, &f, 0, 0, 0, 0});
     }
     void reciprocal_0(float* d, float const* s, int n) const override {
-        calls.push_back({"reciprocal_0", d, s, nullptr, 0, n, 0});
+        calls.push_back({"reciprocal_0", d, s, nullptr, 0, 0, n, 0});
     }
     void sqrt(float* d, float const* s, int n) const override {
-        calls.push_back({"sqrt", d, s, nullptr, 0, n, 0});
+        calls.push_back({"sqrt", d, s, nullptr, 0, 0, n, 0});
     }
-    void clamp(float* d, float const* s, float lo, float, int n) const override {
-        calls.push_back({"clamp", d, s, nullptr, lo, n, 0});
+    void invsqrt(float* d, float const* s, int n) const override {
+        calls.push_back({"invsqrt", d, s, nullptr, 0, 0, n, 0});
+    }
+    void negate(float* d, float const* s, int n) const override {
+        calls.push_back({"negate", d, s, nullptr, 0, 0, n, 0});
+    }
+    void abs(float* d, float const* s, int n) const override {
+        calls.push_back({"abs", d, s, nullptr, 0, 0, n, 0});
+    }
+    void clamp(float* d, float const* s, float lo, float hi, int n) const override {
+        calls.push_back({"clamp", d, s, nullptr, lo, hi, n, 0});
+    }
+    void clampMin(float* d, float const* s, float v, int n) const override {
+        calls.push_back({"clampMin", d, s, nullptr, v, 0, n, 0});
+    }
+    void clampMax(float* d, float const* s, float v, int n) const override {
+        calls.push_back({"clampMax", d, s, nullptr, v, 0, n, 0});
     }
     void minimum(float* d, float* a, float* b, int n) const override {
-        calls.push_back({"minimum", d, a, b, 0, n, 0});
+        calls.push_back({"minimum", d, a, b, 0, 0, n, 0});
     }
+    void maximum(float* d, float* a, float* b, int n) const override {
+        calls.push_back({"maximum", d, a, b, 0, 0, n, 0});
+    }
+};
+
+// The six shorter forms of add, subtract, multiply, divide and divide_lo on floats.
+struct SixForms {
+    char const* family;
+    char const* valueOp; // where the forms with a float arrive
+    char const* runOp;   // where the forms with a second run arrive
+    void (D::*value)(float*, float, int) const;
+    void (D::*valueStrided)(float*, float, int, int) const;
+    void (D::*sourceValue)(float*, float const*, float, int) const;
+    void (D::*source)(float*, float const*, int) const;
+    void (D::*sourceStrided)(float*, float const*, int, int) const;
+    void (D::*twoSources)(float*, float const*, float const*, int) const;
 };
 
 TEST(CPUDriverReferenceForwarding, ShortFormsReachTheLongestFormThroughTheInterface) {
@@ -199,46 +258,114 @@ TEST(CPUDriverReferenceForwarding, ShortFormsReachTheLongestFormThroughTheInterf
     float* const o = other;
     using Call = RecordingDriver::Call;
     struct Row {
-        char const* form;
+        std::string form;
         std::function<void()> run;
         Call expected;
     };
-    Row const rows[] = {
-        {"add (dst, value, count)",
-         [&] { x.add(d, 2.0f, 9); },
-         {"add value", d, d, nullptr, 2, 9, 1}},
-        {"add (dst, value, count, stride)",
-         [&] { x.add(d, 2.0f, 9, 3); },
-         {"add value", d, d, nullptr, 2, 9, 3}},
-        {"add (dst, src, value, count)",
-         [&] { x.add(d, s, 2.0f, 9); },
-         {"add value", d, s, nullptr, 2, 9, 1}},
-        {"add (dst, src, count)", [&] { x.add(d, s, 9); }, {"add", d, d, s, 0, 9, 1}},
-        {"add (dst, src, count, stride)", [&] { x.add(d, s, 9, 3); }, {"add", d, d, s, 0, 9, 3}},
-        {"add (dst, a, b, count)", [&] { x.add(d, s, o, 9); }, {"add", d, s, o, 0, 9, 1}},
-        // divide_lo divides exactly: through its own long form into divide.
-        {"divide_lo (dst, value, count, stride)",
-         [&] { x.divide_lo(d, 2.0f, 9, 3); },
-         {"divide value", d, d, nullptr, 2, 9, 3}},
-        {"divide_lo (dst, a, b, count, stride)",
-         [&] { x.divide_lo(d, s, o, 9, 2); },
-         {"divide", d, s, o, 0, 9, 2}},
-        {"sqrt (dst, count)", [&] { x.sqrt(d, 9); }, {"sqrt", d, d, nullptr, 0, 9, 0}},
-        {"sqrt_lo (dst, count)", [&] { x.sqrt_lo(d, 9); }, {"sqrt", d, d, nullptr, 0, 9, 0}},
-        {"sqrt_hi (dst, src, count)",
-         [&] { x.sqrt_hi(d, s, 9); },
-         {"sqrt", d, s, nullptr, 0, 9, 0}},
-        {"reciprocal_lo_0 (dst, count)",
-         [&] { x.reciprocal_lo_0(d, 9); },
-         {"reciprocal_0", d, d, 0, 0, 9, 0}},
-        {"reciprocal_hi_0 (dst, src, count)",
-         [&] { x.reciprocal_hi_0(d, s, 9); },
-         {"reciprocal_0", d, s, 0, 0, 9, 0}},
-        {"clamp (dst, low, high, count)",
-         [&] { x.clamp(d, 1.0f, 2.0f, 9); },
-         {"clamp", d, d, nullptr, 1, 9, 0}},
-        {"minimum (dst, a, count)", [&] { x.minimum(d, s, 9); }, {"minimum", d, d, s, 0, 9, 0}},
+    std::vector<Row> rows;
+
+    SixForms const families[] = {
+        {"add", "add value", "add", &D::add, &D::add, &D::add, &D::add, &D::add, &D::add},
+        {"subtract", "subtract value", "subtract", &D::subtract, &D::subtract, &D::subtract,
+         &D::subtract, &D::subtract, &D::subtract},
+        {"multiply", "multiply value", "multiply", &D::multiply, &D::multiply, &D::multiply,
+         &D::multiply, &D::multiply, &D::multiply},
+        {"divide", "divide value", "divide", &D::divide, &D::divide, &D::divide, &D::divide,
+         &D::divide, &D::divide},
+        // The exact division: through divide_lo's own long forms into divide.
+        {"divide_lo", "divide value", "divide", &D::divide_lo, &D::divide_lo, &D::divide_lo,
+         &D::divide_lo, &D::divide_lo, &D::divide_lo},
     };
+    for (SixForms const& f : families) {
+        std::string const name = f.family;
+        rows.push_back({name + " (dst, value, count)",
+                        [&x, d, f] { (x.*f.value)(d, 2.0f, 9); },
+                        {f.valueOp, d, d, nullptr, 2, 0, 9, 1}});
+        rows.push_back({name + " (dst, value, count, stride)",
+                        [&x, d, f] { (x.*f.valueStrided)(d, 2.0f, 9, 3); },
+                        {f.valueOp, d, d, nullptr, 2, 0, 9, 3}});
+        rows.push_back({name + " (dst, src, value, count)",
+                        [&x, d, s, f] { (x.*f.sourceValue)(d, s, 2.0f, 9); },
+                        {f.valueOp, d, s, nullptr, 2, 0, 9, 1}});
+        rows.push_back({name + " (dst, src, count)",
+                        [&x, d, s, f] { (x.*f.source)(d, s, 9); },
+                        {f.runOp, d, d, s, 0, 0, 9, 1}});
+        rows.push_back({name + " (dst, src, count, stride)",
+                        [&x, d, s, f] { (x.*f.sourceStrided)(d, s, 9, 3); },
+                        {f.runOp, d, d, s, 0, 0, 9, 3}});
+        rows.push_back({name + " (dst, a, b, count)",
+                        [&x, d, s, o, f] { (x.*f.twoSources)(d, s, o, 9); },
+                        {f.runOp, d, s, o, 0, 0, 9, 1}});
+    }
+    rows.push_back({"divide_lo (dst, src, value, count, stride)",
+                    [&] { x.divide_lo(d, s, 2.0f, 9, 3); },
+                    {"divide value", d, s, nullptr, 2, 0, 9, 3}});
+    rows.push_back({"divide_lo (dst, a, b, count, stride)",
+                    [&] { x.divide_lo(d, s, o, 9, 2); },
+                    {"divide", d, s, o, 0, 0, 9, 2}});
+
+    // divide_lo of vector arrays calls divide with the same arrays.
+    M_ScalarArray divisors(4);
+    M_Vector2Array v2(4);
+    M_Vector3Array v3(4);
+    M_Vector4Array v4(4);
+    rows.push_back({"divide_lo 2",
+                    [&] { x.divide_lo(v2, v2, divisors); },
+                    {"divide 2", &v2, &v2, &divisors, 0, 0, 0, 0}});
+    rows.push_back({"divide_lo 3",
+                    [&] { x.divide_lo(v3, v3, divisors); },
+                    {"divide 3", &v3, &v3, &divisors, 0, 0, 0, 0}});
+    rows.push_back({"divide_lo 4",
+                    [&] { x.divide_lo(v4, v4, divisors); },
+                    {"divide 4", &v4, &v4, &divisors, 0, 0, 0, 0}});
+
+    // Unary families: the in-place form takes dst as its source; the tiers that compute
+    // as plain call the plain long form.
+    struct Unary {
+        char const* form;
+        void (D::*inPlace)(float*, int) const;
+        void (D::*fromSource)(float*, float const*, int) const;
+        char const* op;
+    };
+    Unary const unaries[] = {
+        {"reciprocal_0", &D::reciprocal_0, nullptr, "reciprocal_0"},
+        {"reciprocal_lo_0", &D::reciprocal_lo_0, &D::reciprocal_lo_0, "reciprocal_0"},
+        {"reciprocal_hi_0", &D::reciprocal_hi_0, &D::reciprocal_hi_0, "reciprocal_0"},
+        {"sqrt", &D::sqrt, nullptr, "sqrt"},
+        {"sqrt_lo", &D::sqrt_lo, &D::sqrt_lo, "sqrt"},
+        {"sqrt_hi", &D::sqrt_hi, &D::sqrt_hi, "sqrt"},
+        {"invsqrt", &D::invsqrt, nullptr, "invsqrt"},
+        {"invsqrt_lo", &D::invsqrt_lo, &D::invsqrt_lo, "invsqrt"},
+        {"invsqrt_hi", &D::invsqrt_hi, &D::invsqrt_hi, "invsqrt"},
+        {"negate", &D::negate, nullptr, "negate"},
+        {"abs", &D::abs, nullptr, "abs"},
+    };
+    for (Unary const& u : unaries) {
+        std::string const name = u.form;
+        rows.push_back({name + " (dst, count)",
+                        [&x, d, u] { (x.*u.inPlace)(d, 9); },
+                        {u.op, d, d, nullptr, 0, 0, 9, 0}});
+        if (u.fromSource != nullptr) {
+            rows.push_back({name + " (dst, src, count)",
+                            [&x, d, s, u] { (x.*u.fromSource)(d, s, 9); },
+                            {u.op, d, s, nullptr, 0, 0, 9, 0}});
+        }
+    }
+
+    rows.push_back({"clamp (dst, low, high, count)",
+                    [&] { x.clamp(d, 1.0f, 2.0f, 9); },
+                    {"clamp", d, d, nullptr, 1, 2, 9, 0}});
+    rows.push_back({"clampMin (dst, limit, count)",
+                    [&] { x.clampMin(d, 1.5f, 9); },
+                    {"clampMin", d, d, nullptr, 1.5f, 0, 9, 0}});
+    rows.push_back({"clampMax (dst, limit, count)",
+                    [&] { x.clampMax(d, 1.5f, 9); },
+                    {"clampMax", d, d, nullptr, 1.5f, 0, 9, 0}});
+    rows.push_back(
+        {"minimum (dst, a, count)", [&] { x.minimum(d, s, 9); }, {"minimum", d, d, s, 0, 0, 9, 0}});
+    rows.push_back(
+        {"maximum (dst, a, count)", [&] { x.maximum(d, s, 9); }, {"maximum", d, d, s, 0, 0, 9, 0}});
+
     for (Row const& row : rows) {
         SCOPED_TRACE(row.form);
         recorder.calls.clear();
@@ -260,12 +387,12 @@ TEST(CPUDriverReferenceForwarding, ShortFormsReachTheLongestFormThroughTheInterf
     float* const pa = a.getMemory();
     float* const pb = b.getMemory();
     std::vector<Call> const passes = {
-        {"multiply", p + 0, pa + 4, pb + 8, 0, 6, 3},
-        {"multiply_then_subtract", p + 0, pa + 8, pb + 4, 0, 6, 3},
-        {"multiply", p + 4, pa + 8, pb + 0, 0, 6, 3},
-        {"multiply_then_subtract", p + 4, pa + 0, pb + 8, 0, 6, 3},
-        {"multiply", p + 8, pa + 0, pb + 4, 0, 6, 3},
-        {"multiply_then_subtract", p + 8, pa + 4, pb + 0, 0, 6, 3},
+        {"multiply", p + 0, pa + 4, pb + 8, 0, 0, 6, 3},
+        {"multiply_then_subtract", p + 0, pa + 8, pb + 4, 0, 0, 6, 3},
+        {"multiply", p + 4, pa + 8, pb + 0, 0, 0, 6, 3},
+        {"multiply_then_subtract", p + 4, pa + 0, pb + 8, 0, 0, 6, 3},
+        {"multiply", p + 8, pa + 0, pb + 4, 0, 0, 6, 3},
+        {"multiply_then_subtract", p + 8, pa + 4, pb + 0, 0, 0, 6, 3},
     };
     EXPECT_TRUE(passes == recorder.calls);
 }

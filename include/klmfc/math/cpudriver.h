@@ -255,7 +255,9 @@ public:
 //
 // Only the longest overload of a family holds a loop; every shorter one calls it through
 // the interface, so a driver derived from this one that overrides a long form changes
-// the short forms with it.
+// the short forms with it. Of the reduced tiers only length and normalize are computed
+// apart, from the inverse-square-root table (_lo) and one Newton-Raphson step on it
+// (_hi); every other _lo and _hi form calls its plain operation through the interface.
 class K_CPUReference : public K_CPUDriver {
 public:
     K_CPUReference() {}
