@@ -10,3 +10,4 @@
 #include "klmfc/math/types.h"
 #include "klmfc/memory/dllist.h"
 #include "klmfc/memory/memory.h"
+#include "klmfc/profile/profile.h"

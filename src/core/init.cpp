@@ -2,6 +2,7 @@
 #include "klmfc/core/system.h"
 #include "klmfc/file/file.h"
 #include "klmfc/math/numerics.h"
+#include "klmfc/profile/profile.h"
 #include "platform/platform.h"
 
 #include <cstdlib>
@@ -33,6 +34,7 @@ K_KovmarInit::~K_KovmarInit() {
     Sys->unloadCPUDrivers();
     delete File;
     File = nullptr;
+    K_Profile::deinit();
     Sys->cleanupAllocations();
     delete Sys;
     Sys = nullptr;

@@ -37,6 +37,8 @@ K_System::K_System(char const* verboseFilename)
     m_pVerboseFilename = new char[length + 1];
     std::memcpy(m_pVerboseFilename, verboseFilename, length + 1);
     std::strcpy(m_acProcessorModel, "Unknown");
+    determineProcessorCaps();
+    startClock();
 }
 
 K_System::~K_System() {

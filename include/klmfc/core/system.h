@@ -11,11 +11,15 @@
 
 class K_CPUDriver;
 class K_File;
+class K_Profile;
 class K_System;
 
-namespace klmfc::platform {
+namespace klmfc {
+struct ProcessorQuestions;
+namespace platform {
 struct RecursiveMutex;
 }
+} // namespace klmfc
 
 // The system object; null while the library is down.
 extern K_System* Sys;
@@ -59,8 +63,59 @@ class K_System {
 public:
     using ModuleHandle = void*;
     using VerboseCallback = void (*)(char const*);
-    enum ProcessorVendor : int {};
-    enum ProcessorType : int {};
+
+    // Capability bits of getProcessorCaps().
+    enum : unsigned int {
+        CAPS_MMX = 0x01,
+        CAPS_3DNOW = 0x02,
+        CAPS_FCMOV = 0x04,
+        CAPS_3DNOW_EXT = 0x08,
+        CAPS_TSC = 0x10,
+        CAPS_SSE = 0x20,
+        CAPS_SSE2 = 0x40,
+    };
+
+    enum ProcessorVendor : int {
+        VENDOR_UNKNOWN = 0, // any other, or no identification instruction
+        VENDOR_INTEL = 1,
+        VENDOR_UMC = 2,
+        VENDOR_AMD = 3,
+        VENDOR_CYRIX = 4,
+        VENDOR_NEXGEN = 5,
+        VENDOR_CENTAUR = 6,
+    };
+
+    enum ProcessorType : int {
+        TYPE_UNKNOWN = 0,
+        TYPE_INTEL_CELERON = 1,
+        TYPE_INTEL_PENTIUM_II = 2,
+        TYPE_INTEL_PENTIUM_II_XEON = 3,
+        TYPE_INTEL_PENTIUM_III = 4,
+        TYPE_INTEL_PENTIUM_III_XEON = 5,
+        TYPE_AMD_K6 = 6,
+        TYPE_AMD_K6_2 = 7,
+        TYPE_AMD_K6_2_PLUS = 8,
+        TYPE_AMD_K6_3 = 9,
+        TYPE_AMD_ATHLON = 10,
+        TYPE_AMD_DURON = 11,
+        TYPE_INTEL_PENTIUM_4 = 12,
+        TYPE_IDT_WINCHIP_C6 = 13,
+        TYPE_IDT_WINCHIP_2 = 14,
+        TYPE_IDT_WINCHIP_2_3D = 15,
+        TYPE_VIA_CYRIX_III = 16,
+        TYPE_VIA_C3 = 17,
+        TYPE_VIA_C3_EZRA = 18,
+        TYPE_AMD_K5 = 19,
+        TYPE_AMD_ATHLON_XP = 20,
+        TYPE_CYRIX_5X86 = 21,
+        TYPE_CYRIX_6X86 = 22,
+        TYPE_CYRIX_6X86MX = 23,
+        TYPE_CYRIX_MEDIAGX = 24,
+        TYPE_INTEL_PENTIUM = 25,
+        TYPE_INTEL_PENTIUM_PRO = 26,
+        TYPE_INTEL_CELERON_A = 27,
+        TYPE_NEXGEN_NX586 = 28,
+    };
 
     // A registered deinit routine.
     struct DEINIT {
@@ -100,6 +155,62 @@ public:
         return m_pVerboseFilename;
     }
 
+    // ---- processor identification: plain field reads ----
+    unsigned int getProcessorCaps() const {
+        return m_uiProcessorCaps;
+    }
+    ProcessorVendor getProcessorVendor() const {
+        return m_processorVendor;
+    }
+    ProcessorType getProcessorType() const {
+        return m_processorType;
+    }
+    char const* getProcessorModel() const {
+        return m_acProcessorModel;
+    }
+    unsigned int getL1CodeCacheSize() const {
+        return m_uiL1CodeCacheSize;
+    }
+    unsigned int getL1DataCacheSize() const {
+        return m_uiL1DataCacheSize;
+    }
+    unsigned int getL1CacheSize() const {
+        return m_uiL1CodeCacheSize + m_uiL1DataCacheSize;
+    }
+    unsigned int getL2CacheSize() const {
+        return m_uiL2CacheSize;
+    }
+    unsigned int getL3CacheSize() const {
+        return m_uiL3CacheSize;
+    }
+    unsigned int getL1TraceCacheSize() const {
+        return m_uiL1TraceCacheSize;
+    }
+    unsigned int getTLBCodeCacheSize() const {
+        return m_uiTLBCodeCacheSize;
+    }
+    unsigned int getTLBDataCacheSize() const {
+        return m_uiTLBDataCacheSize;
+    }
+
+    // ---- processor speed ----
+    // Cycles per second. The first call on a processor with a time-stamp counter
+    // measures for half a second on the profiler and then resets the profiler; without
+    // the counter the result is 1.0.
+    double getProcessorSpeed();
+
+    // ---- clock ----
+    // Seconds since the system object was built.
+    double getAppAge();
+    // Ticks per second: the counter's, or 1000 on the millisecond fall-back.
+    std::int64_t getPerformanceFrequency() const;
+    // Ticks now: the counter, or the millisecond count as an unsigned 32-bit value.
+    std::int64_t getPerformanceCounter() const;
+
+    // ---- memory of the machine, in bytes, capped at 32 bits ----
+    unsigned int getTotalPhysicalMemory();
+    unsigned int getAvailablePhysicalMemory();
+
     // ---- error facility flags of the host-side interface ----
     static void setAssertionCreatesException(bool value) {
         m_bAssertionCreatesException = value;
@@ -110,7 +221,9 @@ public:
 
 private:
     friend class K_KovmarInit;
+    friend class K_Profile;
     friend class K_SystemTestAccess;
+    friend class K_SystemServicesTestAccess;
 
     explicit K_System(char const* verboseFilename);
     ~K_System();
@@ -122,6 +235,15 @@ private:
     [[noreturn]] void terminate();
     void loadCPUDrivers();
     void unloadCPUDrivers();
+
+    void determineProcessorCaps();
+    void determineProcessorCaps(klmfc::ProcessorQuestions const& questions);
+    int processorSpeedDetermined() const {
+        return m_iProcessorSpeedDetermined;
+    }
+    void determineProcessorSpeed();
+    double processorSpeedTest();
+    void startClock();
 
     K_DLList<K_CPUDriver*> m_cpuDrivers;
     K_DLList<ModuleHandle> m_driverModules;
@@ -161,3 +283,6 @@ private:
 
     friend char const* K_STR(char const* format, ...);
 };
+
+#include "klmfc/core/mutex.h"
+#include "klmfc/core/timer.h"

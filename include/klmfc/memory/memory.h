@@ -18,6 +18,21 @@ class K_MemoryException_Allocation : public K_MemoryException {
 // Static counters and, elsewhere, the block operations. No objects.
 class K_Memory {
 public:
+    // How much a memory report tells; the report takes no notice of it.
+    enum MemoryDumpDetail { MEMORYDUMP_SUMMARY, MEMORYDUMP_BLOCKS, MEMORYDUMP_FULL };
+
+    // Fills `count` bytes with `value` in 32-byte blocks, from the highest block down;
+    // returns `dest`. Needs Sys.
+    static void* set(void* dest, char value, unsigned int count);
+    // Copies `count` bytes from low addresses to high; the blocks must not overlap.
+    // Returns `dest`. Needs Sys. The count is taken as a signed number.
+    static void* copy(void* dest, void const* src, unsigned int count);
+    // -1, 0 or 1, comparing little-endian 32-bit words as unsigned numbers, then the
+    // remaining bytes: not the order of memcmp, but the same equality.
+    static int compare(void const* a, void const* b, unsigned int count);
+    // Writes a one-line note to the log; the arguments change nothing.
+    static void dump(MemoryDumpDetail detail, bool a, bool b);
+
     static int getNewCount() { return sm_iNewCount; }
     static int getDeleteCount() { return sm_iDeleteCount; }
     static void resetNewDeleteCounts() {

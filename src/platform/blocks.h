@@ -1,0 +1,14 @@
+// Long block moves by the processor's own means.
+#pragma once
+
+#include <cstddef>
+
+namespace klmfc::platform {
+
+// Copies `bytes` bytes from `src` to `dest`, from low addresses to high; the two must
+// not overlap. On x86 this is the processor's string move, which outruns any loop of
+// register moves on long runs but costs a start-up of some cycles: worth it from about
+// a kilobyte on.
+void copyForward(void* dest, void const* src, std::size_t bytes);
+
+} // namespace klmfc::platform
