@@ -1,12 +1,14 @@
-// What the maths tests share: float bit patterns and the vector arrays' value types as
-// plain runs of components.
+// What the maths tests share: float bit patterns, runs of floats, and the vector arrays'
+// value types as plain runs of components.
 #pragma once
 
 #include "klmfc/math/arrays.h"
 
-#include <algorithm>
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace klmfc::test {
@@ -23,44 +25,32 @@ inline float fromBits(std::uint32_t bits) {
     return value;
 }
 
-// The number of components of a vector array, and its value type to and from a run.
-template <class Array> struct Shape;
-template <> struct Shape<M_Vector2Array> {
-    static constexpr int D = 2;
-    using Vector = M_Vector2Template<float>;
-    static Vector make(std::vector<float> const& v) { return {v[0], v[1]}; }
-    static std::vector<float> parts(Vector const& v) { return {v.x, v.y}; }
-};
-template <> struct Shape<M_Vector3Array> {
-    static constexpr int D = 3;
-    using Vector = M_Vector3Template<float>;
-    static Vector make(std::vector<float> const& v) { return {v[0], v[1], v[2]}; }
-    static std::vector<float> parts(Vector const& v) { return {v.x, v.y, v.z}; }
-};
-template <> struct Shape<M_Vector4Array> {
-    static constexpr int D = 4;
-    using Vector = M_Vector4Template<float>;
-    static Vector make(std::vector<float> const& v) { return {v[0], v[1], v[2], v[3]}; }
-    static std::vector<float> parts(Vector const& v) { return {v.x, v.y, v.z, v.w}; }
+// The floats [from, to) of a block.
+inline std::vector<float> floats(float const* memory, int from, int to) {
+    return std::vector<float>(memory + from, memory + to);
+}
+
+// A vector array's value type, a plain run of D floats, from and to a run; make takes the
+// first D floats of a longer run.
+template <class Array> struct Shape {
+    using Vector = decltype(std::declval<Array const&>().get(0));
+    static constexpr int D = sizeof(Vector) / sizeof(float);
+    static Vector make(std::vector<float> const& run) {
+        Vector v;
+        std::memcpy(&v, run.data(), sizeof v);
+        return v;
+    }
+    static std::vector<float> parts(Vector const& v) {
+        std::vector<float> run(D);
+        std::memcpy(run.data(), &v, sizeof v);
+        return run;
+    }
 };
 
 template <class Array> std::vector<float> vectorAt(Array const& array, int index) {
     return Shape<Array>::parts(array.get(index));
 }
 
-// Every float of the array's capacity.
-template <class Array> void fillAll(Array& array, float value) {
-    std::fill(array.getMemory(), array.getMemory() + Shape<Array>::D * array.getAllocatedSize(),
-              value);
-}
-
-// The vectors 0, 1, ... of a fresh array of `size`; the rest stay zero.
-template <class Array> Array arrayOf(std::vector<std::vector<float>> const& vectors, int size) {
-    Array array(size);
-    for (std::size_t i = 0; i < vectors.size(); ++i) {
-        array.set(static_cast<int>(i), Shape<Array>::make(vectors[i]));
-    }
-    return array;
-}
+using VectorArrayTypes = ::testing::Types<M_Vector2Array, M_Vector3Array, M_Vector4Array>;
 
 } // namespace klmfc::test
