@@ -4,6 +4,7 @@
 #include "klmfc/core/exception.h"
 #include "klmfc/core/system.h"
 #include "klmfc/file/file.h"
+#include "klmfc/file/filestream.h"
 #include "klmfc/math/arrays.h"
 #include "klmfc/math/cpudriver.h"
 #include "klmfc/math/numerics.h"

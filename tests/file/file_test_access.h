@@ -17,6 +17,35 @@ public:
     static void decryptWithSeed(unsigned char* data, int size, int seed) {
         K_File::decryptWithSeed(data, size, seed);
     }
+
+    // The file manager's name forms, lookups and archive set.
+    static std::string absolute(char const* name) {
+        char out[256];
+        K_File::relativeToAbsolutePath(out, name);
+        return out;
+    }
+    static std::string disk(char const* absolute) {
+        char out[256];
+        K_File::absolutePathToDirStructure(out, absolute);
+        return out;
+    }
+    static int xstricmp(char const* pattern, char const* text) {
+        return K_File::xstricmp(pattern, text);
+    }
+    static K_File::K_KASFind searchFile(char const* name) {
+        K_File::K_KASFind find;
+        K_File::searchFile(&find, name);
+        return find;
+    }
+    static K_File::K_KASFind searchDir(char const* name) {
+        K_File::K_KASFind find;
+        K_File::searchDir(&find, name);
+        return find;
+    }
+    static K_DLList<K_File::K_KASArchive>* archives() { return K_File::KASArchiveList; }
+    static K_DLList<K_File::K_KASArchive>* swappedArchives() { return K_File::KASArchiveListSwap; }
+    // Takes the secondary directory out of use without reloading anything.
+    static void forgetSecondaryPath() { K_File::sm_strSecondaryArchiveSearchPath[0] = 0; }
 };
 
 namespace klmfc::test {
@@ -25,7 +54,7 @@ using Bytes = std::vector<unsigned char>;
 
 // Releases a block that compress, decompress, encrypt or decrypt gave.
 inline void releaseBlock(void* block) {
-    K_REALLOCATE_DELETE_implementation(block);
+    K_File::free(block);
 }
 
 inline Bytes bytesOf(std::string const& text) {
@@ -35,20 +64,15 @@ inline Bytes bytesOf(std::string const& text) {
 // "07 61 62" -> {0x07, 0x61, 0x62}
 inline Bytes hexBytes(std::string const& hex) {
     Bytes out;
-    for (std::size_t i = 0; i < hex.size();) {
-        if (hex[i] == ' ') {
-            ++i;
-            continue;
-        }
+    for (std::size_t i = hex.find_first_not_of(' '); i < hex.size();
+         i = hex.find_first_not_of(' ', i + 2)) {
         out.push_back(static_cast<unsigned char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-        i += 2;
     }
     return out;
 }
 
 inline std::uint32_t le32(unsigned char const* p) {
-    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
+    return p[0] | p[1] << 8 | p[2] << 16 | static_cast<std::uint32_t>(p[3]) << 24;
 }
 
 inline void putLE32(unsigned char* p, std::uint32_t value) {
@@ -57,7 +81,6 @@ inline void putLE32(unsigned char* p, std::uint32_t value) {
     }
 }
 
-// Deterministic test data of three kinds.
 inline Bytes randomBytes(std::size_t size, unsigned seed) {
     std::mt19937 engine(seed);
     Bytes out(size);
@@ -67,21 +90,17 @@ inline Bytes randomBytes(std::size_t size, unsigned seed) {
     return out;
 }
 
-// Words, blanks, punctuation and line feeds, with the repeats of real text.
+// Words, blanks and line feeds, with the repeats of real text.
 inline Bytes textBytes(std::size_t size, unsigned seed) {
-    static char const* const words[] = {
-        "the",    "of",     "and",   "to",      "in",     "archive", "file",    "stream",
-        "buffer", "window", "match", "literal", "script", "block",   "profile", "memory",
-        "vector", "matrix", "frame", "driver",  "system", "is",      "a",       "with",
-        "that",   "for",    "on",    "as",      "by",     "from",    "which",   "compressed"};
+    static char const* const words[] = {"the",   "of",      "and",    "to",     "in",
+                                        "file",  "archive", "stream", "buffer", "window",
+                                        "match", "literal", "script", "block",  "compressed",
+                                        "is",    "a",       "with",   "that",   "memory"};
     std::mt19937 engine(seed);
     Bytes out;
-    out.reserve(size + 16);
     while (out.size() < size) {
-        char const* word = words[engine() % (sizeof words / sizeof words[0])];
-        out.insert(out.end(), word, word + std::char_traits<char>::length(word));
-        unsigned const r = engine() % 16;
-        out.push_back(r == 0 ? '\n' : r == 1 ? ',' : ' ');
+        std::string const word = std::string(words[engine() % 20]) + (engine() % 16 ? " " : "\n");
+        out.insert(out.end(), word.begin(), word.end());
     }
     out.resize(size);
     return out;
