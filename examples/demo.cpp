@@ -56,6 +56,7 @@ int main() {
     {
         K_KovmarInit kovmar; // the first one brings the library up
         M_MathInit math;
+        Sys->clearVerbose(); // the log appends run after run; show this run only
 
         std::printf("klmfc is up; the program's directory is the root of the name space.\n");
         std::printf("processor drivers:\n");
