@@ -11,4 +11,5 @@
 #include "klmfc/math/types.h"
 #include "klmfc/memory/dllist.h"
 #include "klmfc/memory/memory.h"
+#include "klmfc/memoryfile/memoryfile.h"
 #include "klmfc/profile/profile.h"
