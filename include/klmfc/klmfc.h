@@ -13,3 +13,4 @@
 #include "klmfc/memory/memory.h"
 #include "klmfc/memoryfile/memoryfile.h"
 #include "klmfc/profile/profile.h"
+#include "klmfc/script/script.h"

@@ -34,6 +34,10 @@ public:
 
     // Allocates a node with its links null; the payload is not constructed.
     virtual T* allocateNode() {
+        // Checked here rather than at class scope, where T may still be incomplete (a
+        // payload can hold a list of its own kind).
+        static_assert(sizeof(Node) % alignof(T) == 0,
+                      "payload would be misaligned behind the links");
         void* block = K_CountedAllocate(sizeof(Node) + sizeof(T));
         Node* node = static_cast<Node*>(block);
         node->m_pPrev = nullptr;
@@ -117,7 +121,8 @@ public:
             m_iCachedIndex = 0;
             m_pCachedItem = getFirst();
         }
-        int const distance = index > m_iCachedIndex ? index - m_iCachedIndex : m_iCachedIndex - index;
+        int const distance =
+            index > m_iCachedIndex ? index - m_iCachedIndex : m_iCachedIndex - index;
         int const fromEnd = m_iCount - index - 1;
         int const nearestEnd = fromEnd < index ? fromEnd : index;
         if (distance > nearestEnd) {
@@ -179,7 +184,6 @@ private:
     static bool isReal(Node const* node) {
         return node->m_pPrev != nullptr && node->m_pNext != nullptr;
     }
-    static_assert(sizeof(Node) % alignof(T) == 0, "payload would be misaligned behind the links");
 
     K_DLListBase(K_DLListBase const&) = delete;
     K_DLListBase& operator=(K_DLListBase const&) = delete;
