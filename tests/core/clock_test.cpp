@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <future>
 #include <stdexcept>
+#include <string>
+#include <thread>
 #include <unistd.h>
 
 using klmfc::test::fake;
@@ -17,174 +19,120 @@ using klmfc::test::FakeClockScope;
 
 namespace {
 
-TEST(Clock, CounterGivesTheAgeInSecondsFromTheStartOfTheSystemObject) {
+TEST(Clock, AgeFromTheStartOnTheCounterOrTheMillisecondFallBack) {
     FakeClockScope scope;
-    fake.counter = 5000;
-    scope.restart();
-    EXPECT_EQ(1024, Sys->getPerformanceFrequency());
-    EXPECT_EQ(5000, Sys->getPerformanceCounter());
-    std::int64_t const counters[] = {5000, 5512, 5000 + 3 * 1024, 5000 + 1024 * 1024 + 1};
-    double const ages[] = {0.0, 0.5, 3.0, 1024.0 + 1.0 / 1024};
-    for (int i = 0; i < 4; ++i) {
-        fake.counter = counters[i];
-        EXPECT_EQ(ages[i], Sys->getAppAge());
-        EXPECT_EQ(counters[i], K_SystemServicesTestAccess::lastCount());
-        EXPECT_EQ(counters[i], Sys->getPerformanceCounter());
+    struct Read {
+        std::int64_t value;
+        double age;
+    };
+    // clang-format off
+    Read const counter[] = {{5000, 0.0}, {5512, 0.5}, {5000 + 3 * 1024, 3.0},
+                            {5000 + 1024 * 1024 + 1, 1024.0 + 1.0 / 1024}};
+    // The unsigned difference of the milliseconds survives their wrap.
+    Read const milliseconds[] = {{0xFFFFFF00, 0.0}, {0xFFFFFFFF, 0.255}, {0x100, 0.512},
+                                 {0xF4140, 1000.0}};
+    // clang-format on
+    for (bool const hasCounter : {true, false}) {
+        SCOPED_TRACE(hasCounter);
+        fake.hasCounter = hasCounter;
+        fake.counter = 5000;
+        fake.milliseconds = 0xFFFFFF00u;
+        scope.restart();
+        fake.counterReads = 0;
+        EXPECT_EQ(hasCounter ? 1024 : 1000, Sys->getPerformanceFrequency());
+        EXPECT_EQ(hasCounter ? 5000 : 0xFFFFFF00ll, Sys->getPerformanceCounter()); // no high half
+        for (Read const& read : hasCounter ? counter : milliseconds) {
+            fake.counter = read.value;
+            fake.milliseconds = static_cast<unsigned int>(read.value);
+            EXPECT_DOUBLE_EQ(read.age, Sys->getAppAge());
+            EXPECT_EQ(read.value, K_SystemServicesTestAccess::lastCount());
+        }
+        EXPECT_EQ(hasCounter ? 5 : 0, fake.counterReads);
     }
     // The platform's own counter: the age starts at 0 and never goes back.
     klmfc::replaceClockSource(nullptr);
-    K_SystemServicesTestAccess::startClock();
-    double last = Sys->getAppAge();
-    EXPECT_GE(last, 0.0);
-    for (int i = 0; i < 1000; ++i) {
-        double const age = Sys->getAppAge();
-        EXPECT_GE(age, last);
-        last = age;
-    }
-}
-
-TEST(Clock, MillisecondFallBackWithoutACounter) {
-    FakeClockScope scope;
-    fake.hasCounter = false;
-    fake.milliseconds = 0xFFFFFF00u;
     scope.restart();
-    fake.counterReads = 0;
-    EXPECT_EQ(1000, Sys->getPerformanceFrequency());
-    EXPECT_EQ(0xFFFFFF00ll, Sys->getPerformanceCounter()); // unsigned: no high half
-    unsigned int const milliseconds[] = {0xFFFFFF00u, 0xFFFFFFFFu, 0x100u, 0xF4140u};
-    double const ages[] = {0.0, 0.255, 0.512, 1000.0}; // the difference survives the wrap
-    for (int i = 0; i < 4; ++i) {
-        fake.milliseconds = milliseconds[i];
-        EXPECT_DOUBLE_EQ(ages[i], Sys->getAppAge());
-        EXPECT_EQ(milliseconds[i],
-                  static_cast<std::uint32_t>(K_SystemServicesTestAccess::lastCount()));
-    }
-    EXPECT_EQ(0, fake.counterReads);
+    double const first = Sys->getAppAge();
+    EXPECT_LE(0.0, first);
+    EXPECT_LE(first, Sys->getAppAge());
 }
 
-// With the counter at 1024 ticks a second, or on the millisecond fall-back.
-class Timer : public ::testing::TestWithParam<bool> {
-protected:
-    void SetUp() override {
-        fake.hasCounter = GetParam();
-        fake.counter = 7000;
-        fake.milliseconds = 1000000;
-        m_scope.restart();
-    }
-    static void pass(double seconds) {
+float s_sampled = 0.0f;
+
+// A timer's steps on the counter at 1024 ticks a second, and on the millisecond fall-back.
+TEST(Timer, SamplesPauseResumeSetAgeAndResetOnBothClocks) {
+    using Op = void (*)(K_Timer&, float);
+    Op const pass = [](K_Timer&, float seconds) {
         fake.counter += static_cast<std::int64_t>(seconds * 1024);
         fake.milliseconds += static_cast<unsigned int>(seconds * 1000);
+    };
+    Op const sample = [](K_Timer& timer, float) { s_sampled = timer.sample(); };
+    Op const setAge = [](K_Timer& timer, float age) { timer.setAge(age); };
+    Op const pause = [](K_Timer& timer, float) { timer.pause(); };
+    Op const resume = [](K_Timer& timer, float) { timer.resume(); };
+    Op const reset = [](K_Timer& timer, float) { timer.reset(); };
+    struct Step {
+        Op op;
+        float arg, age, delta; // after the step; a sample returns the delta
+        bool paused;
+    };
+    // clang-format off
+    Step const steps[] = {
+        {pass, 0, 0, 0, false}, // a new timer
+        {pass, 1.5f, 1.5f, 0, false},     {sample, 0, 1.5f, 1.5f, false},
+        {pass, 0.25f, 1.75f, 1.5f, false}, {sample, 0, 1.75f, 0.25f, false},
+        {sample, 0, 1.75f, 0, false},     {setAge, 10, 10, 0, false},
+        {sample, 0, 10, 10, false},       {pass, 0.5f, 10.5f, 10, false},
+        {pause, 0, 10.5f, 0, true},       {pass, 5, 10.5f, 0, true}, // the age stands still
+        {sample, 0, 10.5f, 0, true},      {pause, 0, 10.5f, 0, true},
+        {resume, 0, 10.5f, 0, false},     {pass, 0.5f, 11, 0, false},
+        {resume, 0, 11, 0, false},        {sample, 0, 11, 0.5f, false}, // from the paused age
+        {pause, 0, 11, 0, true},          {setAge, 100, 11, 0, true}, // the pause is not looked at
+        {reset, 0, 0, 0, false},          {pass, 0.75f, 0.75f, 0, false},
+    };
+    // clang-format on
+    for (bool const hasCounter : {true, false}) {
+        FakeClockScope scope;
+        fake.hasCounter = hasCounter;
+        fake.counter = 7000;
+        fake.milliseconds = 1000000;
+        scope.restart();
+        K_Timer timer;
+        int row = 0;
+        for (Step const& step : steps) {
+            SCOPED_TRACE(std::to_string(hasCounter) + " " + std::to_string(row++));
+            s_sampled = step.delta;
+            step.op(timer, step.arg);
+            EXPECT_EQ(step.delta, s_sampled);
+            EXPECT_EQ(step.age, timer.getAge());
+            EXPECT_EQ(step.delta, timer.getDelta());
+            EXPECT_EQ(step.paused, timer.isPaused());
+        }
     }
-
-    FakeClockScope m_scope;
-};
-
-TEST_P(Timer, SamplesSetAgeAndReset) {
-    K_Timer timer;
-    EXPECT_FALSE(timer.isPaused());
-    EXPECT_EQ(0.0f, timer.getDelta());
-    EXPECT_EQ(0.0f, timer.getAge());
-    pass(1.5);
-    EXPECT_EQ(1.5f, timer.getAge());
-    EXPECT_EQ(1.5f, timer.sample());
-    pass(0.25);
-    EXPECT_EQ(0.25f, timer.sample());   // the time since the last sample ...
-    EXPECT_EQ(0.25f, timer.getDelta()); // ... and again
-    EXPECT_EQ(0.0f, timer.sample());
-
-    timer.setAge(10.0f); // a new zero point, the samples forgotten
-    EXPECT_EQ(10.0f, timer.getAge());
-    EXPECT_EQ(0.0f, timer.getDelta());
-    EXPECT_EQ(10.0f, timer.sample());
-    pass(0.5);
-    EXPECT_EQ(10.5f, timer.getAge());
-
-    timer.pause();
-    timer.setAge(100.0f); // no notice of the pause: the paused age stands
-    EXPECT_EQ(10.5f, timer.getAge());
-    timer.reset(); // a paused timer runs again, at 0
-    EXPECT_FALSE(timer.isPaused());
-    EXPECT_EQ(0.0f, timer.getAge());
-    pass(0.75);
-    EXPECT_EQ(0.75f, timer.getAge());
 }
 
-TEST_P(Timer, PauseHoldsTheAgeAndResumeGoesOnFromIt) {
-    K_Timer timer;
-    pass(3.0);
-    timer.sample();
-    pass(1.0);
-    timer.pause();
-    EXPECT_TRUE(timer.isPaused());
-    EXPECT_EQ(4.0f, timer.getAge());
-    EXPECT_EQ(0.0f, timer.getDelta()); // both samples hold the paused age
-    pass(5.0);
-    EXPECT_EQ(4.0f, timer.getAge());
-    EXPECT_EQ(0.0f, timer.sample());
-    timer.pause(); // changes nothing
-    pass(1.0);
-    EXPECT_EQ(4.0f, timer.getAge());
-
-    timer.resume();
-    timer.resume(); // changes nothing
-    EXPECT_FALSE(timer.isPaused());
-    EXPECT_EQ(4.0f, timer.getAge());
-    pass(0.5);
-    EXPECT_EQ(4.5f, timer.getAge());
-    EXPECT_EQ(0.5f, timer.sample()); // measured from the paused value
-}
-
-INSTANTIATE_TEST_SUITE_P(Clocks, Timer, ::testing::Values(true, false),
-                         [](::testing::TestParamInfo<bool> const& info) {
-                             return info.param ? "Counter" : "Milliseconds";
-                         });
-
-// True when another thread can take and release the mutex, waiting for it if need be.
-bool otherThreadCanLock(K_Mutex& mutex) {
-    auto done = std::async(std::launch::async, [&mutex] {
-        mutex.lock();
-        mutex.unlock();
-    });
-    return done.wait_for(std::chrono::seconds(30)) == std::future_status::ready; // no hang
-}
-
-TEST(Mutex, TakenAgainByItsOwnerAndReleasedByTheScopeAlsoOnAnException) {
+TEST(Mutex, TakenAgainByItsOwnerSharedByCopiesAndReleasedByTheScopeAlsoOnAnException) {
     K_Mutex mutex;
-    mutex.lock();
-    mutex.lock();
-    mutex.unlock();
-    mutex.unlock();
-    ASSERT_TRUE(otherThreadCanLock(mutex));
+    K_Mutex copy = mutex; // copies name the same mutex
+    K_Mutex assigned;
+    assigned = copy;
+    int shared = 0;
+    std::future<int> seen;
     try {
         K_MutexLock outer(&mutex);
-        K_MutexLock inner(&mutex);
+        K_MutexLock inner(&mutex); // taken again by its owner
+        seen = std::async(std::launch::async, [&] {
+            K_MutexLock theirs(&assigned);
+            return shared;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        shared = 42;
         throw std::runtime_error("leaving the scope");
     } catch (std::runtime_error const&) {
     }
-    EXPECT_TRUE(otherThreadCanLock(mutex));
-
-    // Another thread that asks while the scope holds the lock waits for its end.
-    int shared = 0;
-    std::future<int> seen;
-    {
-        K_MutexLock lock(&mutex);
-        seen = std::async(std::launch::async, [&] {
-            K_MutexLock theirs(&mutex);
-            return shared;
-        });
-        shared = 42;
-    }
+    // The other thread waited for the scope's end, and got the mutex then.
+    ASSERT_EQ(std::future_status::ready, seen.wait_for(std::chrono::seconds(30)));
     EXPECT_EQ(42, seen.get());
-
-    // Copies name the same mutex: taken twice through one, given back through the others.
-    K_Mutex copy = mutex;
-    K_Mutex assigned;
-    assigned = copy;
-    mutex.lock();
-    copy.lock();
-    assigned.unlock();
-    copy.unlock();
-    EXPECT_TRUE(otherThreadCanLock(mutex));
 }
 
 TEST(SystemMemory, PhysicalMemoryFiguresAreThePlatformsCappedAt32Bits) {

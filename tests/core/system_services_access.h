@@ -1,5 +1,5 @@
-// Reaches the parts of K_System that the tests of processor identification, the clock
-// and the speed measurement set up and observe, and puts in a deterministic clock.
+// Reaches the parts of K_System that the tests set up and observe: identification, the
+// clock and the speed; and puts in a clock that moves only when told.
 #pragma once
 
 #include "core/clock_source.h"
@@ -7,12 +7,12 @@
 #include "klmfc/core/system.h"
 
 #include <cstdint>
+#include <tuple>
+#include <utility>
 
 class K_SystemServicesTestAccess {
 public:
-    static void identify(klmfc::ProcessorQuestions const& questions) {
-        Sys->determineProcessorCaps(questions);
-    }
+    static void identify(klmfc::ProcessorQuestions const& q) { Sys->determineProcessorCaps(q); }
     static void identifyMachine() { Sys->determineProcessorCaps(); }
     static void setCaps(unsigned int caps) { Sys->m_uiProcessorCaps = caps; }
     static void startClock() { Sys->startClock(); }
@@ -22,26 +22,11 @@ public:
         Sys->m_iProcessorSpeedDetermined = determined;
     }
     static std::int64_t lastCount() { return Sys->m_i64LastCount; }
-
-    // The speed and the clock of Sys, as a test found them.
-    struct Saved {
-        double speed;
-        int speedDetermined;
-        bool counter;
-        std::int64_t frequency, start, last;
-    };
-    static Saved save() {
-        return Saved{Sys->m_dProcessorSpeed,     Sys->m_iProcessorSpeedDetermined,
-                     Sys->m_bPerformanceCounter, Sys->m_i64PerformanceFrequency,
-                     Sys->m_i64StartCount,       Sys->m_i64LastCount};
-    }
-    static void restore(Saved const& s) {
-        Sys->m_dProcessorSpeed = s.speed;
-        Sys->m_iProcessorSpeedDetermined = s.speedDetermined;
-        Sys->m_bPerformanceCounter = s.counter;
-        Sys->m_i64PerformanceFrequency = s.frequency;
-        Sys->m_i64StartCount = s.start;
-        Sys->m_i64LastCount = s.last;
+    // The speed and the clock of Sys.
+    static auto state() {
+        return std::tie(Sys->m_dProcessorSpeed, Sys->m_iProcessorSpeedDetermined,
+                        Sys->m_bPerformanceCounter, Sys->m_i64PerformanceFrequency,
+                        Sys->m_i64StartCount, Sys->m_i64LastCount);
     }
 };
 
@@ -51,58 +36,49 @@ namespace klmfc::test {
 // machine's identification comes back by identifying it again.
 class SystemStateScope {
 public:
-    SystemStateScope() : m_saved(K_SystemServicesTestAccess::save()) {}
     ~SystemStateScope() {
         K_SystemServicesTestAccess::identifyMachine();
-        K_SystemServicesTestAccess::restore(m_saved);
+        K_SystemServicesTestAccess::state() = m_saved;
     }
 
 private:
-    K_SystemServicesTestAccess::Saved m_saved;
+    std::tuple<double, int, bool, std::int64_t, std::int64_t, std::int64_t> m_saved =
+        K_SystemServicesTestAccess::state();
 };
 
-// A clock that moves only when told, or by a fixed step at each read.
+// A clock that moves only when told, or by a fixed step after each read.
 struct FakeClockState {
     bool hasCounter = true;
-    std::int64_t frequency = 1024;
-    std::int64_t counter = 0;
-    std::int64_t counterStep = 0; // added after each read
+    std::int64_t counter = 0, counterStep = 0; // 1024 ticks a second
     unsigned int milliseconds = 0;
-    std::uint64_t timeStamp = 0;
-    std::uint64_t timeStampStep = 0; // added after each read
-    int counterReads = 0;
-    int timeStampReads = 0;
+    std::uint64_t timeStamp = 0, timeStampStep = 0;
+    int counterReads = 0, timeStampReads = 0;
     void (*onCounterRead)() = nullptr; // called at each read, before it
     void (*onTimeStampRead)() = nullptr;
 };
 inline FakeClockState fake;
 
-inline klmfc::ClockSource const kFakeClock = {[](std::int64_t* frequency) {
-                                                  *frequency = fake.frequency;
-                                                  return fake.hasCounter;
-                                              },
-                                              [] {
-                                                  ++fake.counterReads;
-                                                  if (fake.onCounterRead != nullptr) {
-                                                      fake.onCounterRead();
-                                                  }
-                                                  std::int64_t const now = fake.counter;
-                                                  fake.counter += fake.counterStep;
-                                                  return now;
-                                              },
-                                              [] { return fake.milliseconds; },
-                                              [] {
-                                                  ++fake.timeStampReads;
-                                                  if (fake.onTimeStampRead != nullptr) {
-                                                      fake.onTimeStampRead();
-                                                  }
-                                                  std::uint64_t const now = fake.timeStamp;
-                                                  fake.timeStamp += fake.timeStampStep;
-                                                  return now;
-                                              }};
+template <class T> T read(T& value, T step, int& reads, void (*before)()) {
+    ++reads;
+    if (before != nullptr) {
+        before();
+    }
+    return std::exchange(value, value + step);
+}
 
-// Sets the fake clock to its first state, puts it in place and starts the clock of Sys on
-// it; puts everything back at the end.
+inline klmfc::ClockSource const kFakeClock = {
+    [](std::int64_t* frequency) {
+        *frequency = 1024;
+        return fake.hasCounter;
+    },
+    [] { return read(fake.counter, fake.counterStep, fake.counterReads, fake.onCounterRead); },
+    [] { return fake.milliseconds; },
+    [] {
+        return read(fake.timeStamp, fake.timeStampStep, fake.timeStampReads, fake.onTimeStampRead);
+    }};
+
+// Puts the fake clock in its first state and in place, and starts the clock of Sys on it;
+// puts everything back at the end.
 class FakeClockScope {
 public:
     FakeClockScope() : m_previous(klmfc::replaceClockSource(&kFakeClock)) {
@@ -110,8 +86,7 @@ public:
         restart();
     }
     ~FakeClockScope() { klmfc::replaceClockSource(m_previous); }
-
-    // Starts the clock of Sys again, after a change of fake.hasCounter.
+    // Starts the clock of Sys again, after a change of the fake clock.
     void restart() { K_SystemServicesTestAccess::startClock(); }
 
 private:
