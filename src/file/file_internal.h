@@ -151,6 +151,13 @@ inline unsigned int readLE32(unsigned char const* p) {
            static_cast<unsigned int>(p[2]) << 16 | static_cast<unsigned int>(p[3]) << 24;
 }
 
+inline void writeLE32(unsigned char* p, unsigned int value) {
+    p[0] = static_cast<unsigned char>(value);
+    p[1] = static_cast<unsigned char>(value >> 8);
+    p[2] = static_cast<unsigned char>(value >> 16);
+    p[3] = static_cast<unsigned char>(value >> 24);
+}
+
 inline unsigned short readLE16(unsigned char const* p) {
     return static_cast<unsigned short>(p[0] | p[1] << 8);
 }

@@ -1,6 +1,8 @@
 // LZSS compression: the "KA->" container, the encoder with its binary search tree over
 // the 4096-byte window, and the whole-buffer decoder.
 #include "klmfc/file/file.h"
+
+#include "file/file_internal.h"
 #include "klmfc/memory/memory.h"
 
 #include <climits>
@@ -34,17 +36,8 @@ constexpr std::size_t kHeaderSize = 12;
 constexpr int kTextSize = kRingSize + kLongest - 1;   // the ring and a copy of its first 17 bytes
 constexpr std::size_t kGroupOutputMax = 8 * kLongest; // most bytes one group decodes to
 
-std::uint32_t readLE32(unsigned char const* p) {
-    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
-}
-
-void writeLE32(unsigned char* p, std::uint32_t value) {
-    p[0] = static_cast<unsigned char>(value);
-    p[1] = static_cast<unsigned char>(value >> 8);
-    p[2] = static_cast<unsigned char>(value >> 16);
-    p[3] = static_cast<unsigned char>(value >> 24);
-}
+using klmfc::file::readLE32;
+using klmfc::file::writeLE32;
 
 // Eight bytes as one number whose order is that of the bytes compared one by one, first
 // byte most significant.

@@ -2,6 +2,8 @@
 #include "file/scramble.h"
 
 #include "klmfc/file/file.h"
+
+#include "file/file_internal.h"
 #include "klmfc/memory/memory.h"
 
 #include <cstdint>
@@ -14,17 +16,8 @@ namespace {
 
 constexpr std::size_t kHeaderSize = 16;
 
-std::uint32_t readLE32(unsigned char const* p) {
-    return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-           static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
-}
-
-void writeLE32(unsigned char* p, std::uint32_t value) {
-    p[0] = static_cast<unsigned char>(value);
-    p[1] = static_cast<unsigned char>(value >> 8);
-    p[2] = static_cast<unsigned char>(value >> 16);
-    p[3] = static_cast<unsigned char>(value >> 24);
-}
+using klmfc::file::readLE32;
+using klmfc::file::writeLE32;
 
 } // namespace
 
