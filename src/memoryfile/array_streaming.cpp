@@ -19,13 +19,18 @@ template <class Stream, class Array> Stream& writeVectors(Stream& stream, Array 
     return stream;
 }
 
-template <class Array> CArchive& readVectors(CArchive& archive, Array& array) {
+// An array's element count; a negative one is no count at all.
+int readCount(CArchive& archive) {
     int count;
     archive >> count;
     if (count < 0) {
         AfxThrowArchiveException(CArchiveException::badIndex);
     }
-    array.resize(count);
+    return count;
+}
+
+template <class Array> CArchive& readVectors(CArchive& archive, Array& array) {
+    array.resize(readCount(archive));
     for (int i = 0; i < array.getCurrentSize(); ++i) {
         decltype(array.get(i)) v;
         float* c = &v.x;
@@ -75,12 +80,7 @@ CArchive& operator<<(CArchive& archive, M_Vector4Array const& array) {
 }
 
 CArchive& operator>>(CArchive& archive, M_ScalarArray& array) {
-    int count;
-    archive >> count;
-    if (count < 0) {
-        AfxThrowArchiveException(CArchiveException::badIndex);
-    }
-    array.resize(count);
+    array.resize(readCount(archive));
     for (int i = 0; i < array.getCurrentSize(); ++i) {
         float value;
         archive >> value;

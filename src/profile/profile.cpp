@@ -37,6 +37,18 @@ template <class T> void raise(T& peak, T value) {
         peak = value;
     }
 }
+// The figures a frame gathers afresh: calls and allocation counts.
+void clearFrameFigures(K_PINFO& info) {
+    info.iCallsFrame = 0;
+    info.iUsedThisFrame = 0;
+    info.iNewSelf = 0;
+    info.iNewInclusive = 0;
+    info.iDeleteSelf = 0;
+    info.iDeleteInclusive = 0;
+    info.iSizeSelf = 0;
+    info.iSizeInclusive = 0;
+}
+
 } // namespace
 
 // ---- the two clocks ---------------------------------------------------------------
@@ -178,15 +190,7 @@ void K_Profile::startFrame() {
         entry->tFrameCycles = 0.0;
         entry->tFrameSelfCycles = 0.0;
         entry->invocations.clear(); // keeps its capacity
-        K_PINFO& info = entry->info;
-        info.iCallsFrame = 0;
-        info.iUsedThisFrame = 0;
-        info.iNewSelf = 0;
-        info.iNewInclusive = 0;
-        info.iDeleteSelf = 0;
-        info.iDeleteInclusive = 0;
-        info.iSizeSelf = 0;
-        info.iSizeInclusive = 0;
+        clearFrameFigures(entry->info);
     }
     if (onTimeStampClock()) {
         readTickCount(&m_sFrameStart);
@@ -307,17 +311,10 @@ void K_Profile::clearEntry(K_PENTRY* entry) {
     K_PINFO& info = entry->info;
     info.fPercent = -1.0f;
     info.fPercentSelf = -1.0f;
-    info.iCallsFrame = 0;
+    clearFrameFigures(info);
     info.iCallsTotal = 0;
     info.tFrameTime = 0.0;
     info.tAverageTime = 0.0;
-    info.iUsedThisFrame = 0;
-    info.iNewSelf = 0;
-    info.iNewInclusive = 0;
-    info.iDeleteSelf = 0;
-    info.iDeleteInclusive = 0;
-    info.iSizeSelf = 0;
-    info.iSizeInclusive = 0;
     info.fPeakTimeSelf = 0.0f;
     info.iPeakNewSelf = 0;
     info.iPeakDeleteSelf = 0;
