@@ -11,4 +11,9 @@ namespace klmfc::platform {
 // a kilobyte on.
 void copyForward(void* dest, void const* src, std::size_t bytes);
 
+// Tells the system that the whole of a fresh block of `bytes` bytes is about to be
+// written, so that it maps the block's pages in one go rather than one page fault at a
+// time. Only a hint: it changes no byte, and a system that does not take it ignores it.
+void prepareForWriting(void* block, std::size_t bytes);
+
 } // namespace klmfc::platform

@@ -3,8 +3,11 @@
 #include "memoryfile/memoryfile_test_support.h"
 
 #include "klmfc/file/filestream.h"
+#include "klmfc/memory/memory.h"
 
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 namespace {
 
@@ -71,6 +74,19 @@ TEST(MemoryFileBuffer, GrowsByDoublingFromTheConstructorsSize) {
     MemoryFilePeek small(3);
     small.write(data.data(), 7);
     EXPECT_EQ(small.capacity(), 12u);
+
+    // Large blocks are mapped ahead of the copy: the bytes and the counting stay those of
+    // one counted reallocation per growth.
+    std::string const large = pattern(5u << 20);
+    MemoryFilePeek huge(4u << 20);
+    huge.write(large.data(), 4 << 20);
+    int const news = K_Memory::getNewCount();
+    int const deletes = K_Memory::getDeleteCount();
+    huge.write(large.data() + (4u << 20), 1 << 20);
+    EXPECT_EQ(huge.capacity(), 8u << 20);
+    EXPECT_EQ(K_Memory::getNewCount(), news + 1);
+    EXPECT_EQ(K_Memory::getDeleteCount(), deletes + 1);
+    EXPECT_TRUE(std::memcmp(huge.getAddress(), large.data(), large.size()) == 0);
 }
 
 TEST(MemoryFileBuffer, SeeksInTheThreeModes) {
