@@ -3,6 +3,8 @@
 #include "klmfc/file/file.h"
 
 #include "file/file_internal.h"
+#include "file/lzss_parallel.h"
+#include "file/lzss_tree.h"
 #include "klmfc/memory/memory.h"
 
 #include <climits>
@@ -26,237 +28,9 @@ K_FileException_ContainerCorrupted::K_FileException_ContainerCorrupted(char cons
 
 namespace {
 
-constexpr int kRingSize = 4096;
-constexpr int kRingMask = kRingSize - 1;
-constexpr int kLongest = 18;                 // the look-ahead
-constexpr int kStart = kRingSize - kLongest; // 4078, first write index
-constexpr int kNil = kRingSize;              // no node
-constexpr int kRoot = kRingSize + 1;         // rson[kRoot + c] roots the strings starting with c
-constexpr std::size_t kHeaderSize = 12;
-constexpr int kTextSize = kRingSize + kLongest - 1;   // the ring and a copy of its first 17 bytes
-constexpr std::size_t kGroupOutputMax = 8 * kLongest; // most bytes one group decodes to
-
+using namespace klmfc::file::lzss;
 using klmfc::file::readLE32;
 using klmfc::file::writeLE32;
-
-// Eight bytes as one number whose order is that of the bytes compared one by one, first
-// byte most significant.
-inline std::uint64_t loadOrdered(unsigned char const* p) {
-#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    std::uint64_t value;
-    std::memcpy(&value, p, sizeof value);
-    return __builtin_bswap64(value);
-#elif defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-    std::uint64_t value;
-    std::memcpy(&value, p, sizeof value);
-    return value;
-#else
-    std::uint64_t value = 0;
-    for (int i = 0; i < 8; ++i) {
-        value = value << 8 | p[i];
-    }
-    return value;
-#endif
-}
-
-// Number of leading bytes in which two ordered loads agree; `diff` is their XOR, not 0.
-inline int equalBytes(std::uint64_t diff) {
-#if defined(__GNUC__)
-    return __builtin_clzll(diff) >> 3;
-#else
-    int n = 0;
-    while ((diff & 0xff00000000000000ull) == 0) {
-        diff <<= 8;
-        ++n;
-    }
-    return n;
-#endif
-}
-
-// An 18-byte string of the ring held for comparing: bytes 1 to 8, 9 to 16, and 17.
-// Byte 0 is equal by the choice of tree.
-struct Key {
-    std::uint64_t head;
-    std::uint64_t middle;
-    unsigned char last;
-
-    explicit Key(unsigned char const* s)
-        : head(loadOrdered(s + 1)), middle(loadOrdered(s + 9)), last(s[17]) {}
-};
-
-// Compares `key` with the string at `s` from byte 9 on, bytes 1 to 8 being equal.
-// Returns the index of the first unequal byte, or 18 when there is none, and sets
-// `greater` when the key's byte there is the larger (as unsigned bytes).
-inline int compareFrom9(Key const& key, unsigned char const* s, bool& greater) {
-    std::uint64_t const middle = loadOrdered(s + 9);
-    if (middle != key.middle) {
-        greater = key.middle > middle;
-        return 9 + equalBytes(middle ^ key.middle);
-    }
-    greater = key.last > s[17];
-    return key.last != s[17] ? 17 : kLongest;
-}
-
-// `yes` when `condition` holds, else `no`, without a branch.
-inline int choose(bool condition, int yes, int no) {
-    return no ^ ((no ^ yes) & -static_cast<int>(condition));
-}
-
-// The tree over the window. It works on the arrays of K_File, through pointers held
-// for the length of one call.
-struct Tree {
-    unsigned char const* text;
-    int* dad;
-    int* lson;
-    int* rson;
-    int matchPosition;
-    int matchLength;
-
-    // One insertion on its way down a tree.
-    struct Walk {
-        Key key;
-        int r;
-        int p;
-        int next;
-        bool right;
-        int best;
-        int bestPosition;
-    };
-
-    void init() {
-        for (int i = kRoot; i < kRoot + 256; ++i) {
-            rson[i] = kNil;
-        }
-        for (int i = 0; i < kRingSize; ++i) {
-            dad[i] = kNil;
-        }
-    }
-
-    // Puts node r into the tree of its first byte and finds the longest match on the way
-    // down: of equally long matches the first met stays. A full-length match makes r take
-    // the old node's place, so older strings give way to newer, nearer ones.
-    void insert(int r) {
-        Walk walk = begin(r);
-        while (step(walk)) {
-        }
-        matchPosition = walk.bestPosition;
-        matchLength = walk.best;
-    }
-
-    // Inserts r and then s, which lie in different trees that neither insertion changes
-    // for the other: the two walks go down side by side, each filling the other's wait
-    // for memory.
-    void insertTwo(int r, int s, int& positionR, int& lengthR) {
-        Walk a = begin(r);
-        Walk b = begin(s);
-        bool goingA = true;
-        bool goingB = true;
-        while (goingA && goingB) {
-            goingA = step(a);
-            goingB = step(b);
-        }
-        while (goingA) {
-            goingA = step(a);
-        }
-        while (goingB) {
-            goingB = step(b);
-        }
-        positionR = a.bestPosition;
-        lengthR = a.best;
-        matchPosition = b.bestPosition;
-        matchLength = b.best;
-    }
-
-    Walk begin(int r) {
-        rson[r] = kNil;
-        lson[r] = kNil;
-        // The walk starts to the right of the root.
-        int const root = kRoot + text[r];
-        return Walk{Key(text + r), r, root, rson[root], true, 0, matchPosition};
-    }
-
-    // One level down. False when the walk has ended: r linked below a leaf, or put in the
-    // place of a node with an equal string.
-    bool step(Walk& w) {
-        if (w.next == kNil) {
-            (w.right ? rson : lson)[w.p] = w.r;
-            dad[w.r] = w.p;
-            return false;
-        }
-        int const p = w.next;
-        w.p = p;
-        // Both children are loaded along with the string, and the comparison picks one
-        // of them without a branch: which way the walk goes cannot be foreseen.
-        int const left = lson[p];
-        int const right = rson[p];
-        int i;
-        std::uint64_t const head = loadOrdered(text + p + 1);
-        if (head != w.key.head) {
-            w.right = w.key.head > head;
-            i = 1 + equalBytes(head ^ w.key.head);
-        } else {
-            i = compareFrom9(w.key, text + p, w.right);
-        }
-        w.next = choose(w.right, right, left);
-        bool const longer = i > w.best;
-        w.bestPosition = choose(longer, p, w.bestPosition);
-        w.best = choose(longer, i, w.best);
-        if (i == kLongest) {
-            replace(p, w.r);
-            return false;
-        }
-        return true;
-    }
-
-    // Node r takes the place of node p, which leaves the tree.
-    void replace(int p, int r) {
-        dad[r] = dad[p];
-        lson[r] = lson[p];
-        rson[r] = rson[p];
-        dad[lson[p]] = r;
-        dad[rson[p]] = r;
-        // A root links only through rson, so a parent that is a root always takes the
-        // first branch.
-        if (rson[dad[p]] == p) {
-            rson[dad[p]] = r;
-        } else {
-            lson[dad[p]] = r;
-        }
-        dad[p] = kNil;
-    }
-
-    void remove(int p) {
-        if (dad[p] == kNil) {
-            return;
-        }
-        int q;
-        if (rson[p] == kNil) {
-            q = lson[p];
-        } else if (lson[p] == kNil) {
-            q = rson[p];
-        } else {
-            q = lson[p];
-            if (rson[q] != kNil) {
-                do {
-                    q = rson[q];
-                } while (rson[q] != kNil);
-                rson[dad[q]] = lson[q];
-                dad[lson[q]] = dad[q];
-                lson[q] = lson[p];
-                dad[lson[p]] = q;
-            }
-            rson[q] = rson[p];
-            dad[rson[p]] = q;
-        }
-        dad[q] = dad[p];
-        if (rson[dad[p]] == p) {
-            rson[dad[p]] = q;
-        } else {
-            lson[dad[p]] = q;
-        }
-        dad[p] = kNil;
-    }
-};
 
 // The encoder. Its tree work is a fixed sequence whatever the code stream becomes: step 0
 // inserts the first look-ahead string; step k (1 to size - 1) takes node (k - 1) & 0xfff
@@ -267,7 +41,7 @@ struct Tree {
 // then read the matches they need.
 class Encoder {
 public:
-    Encoder(Tree& tree, unsigned char* text, unsigned char const* in, std::size_t size)
+    Encoder(Tree<RingStrings>& tree, unsigned char* text, unsigned char const* in, std::size_t size)
         : m_tree(tree), m_text(text), m_in(in), m_size(size) {}
 
     // Writes the code stream to `code`, which has room for the worst case, and returns its
@@ -286,47 +60,17 @@ public:
             m_tree.insert(kStart - i);
         }
 
-        unsigned char* out = code;
-        unsigned char* flag = out++;
-        *flag = 0;
-        unsigned mask = 1;
-        std::size_t item = 0; // where the next item starts
+        ItemWriter writer(m_in, m_size, code);
         std::size_t step = 0; // the next step of tree work
-        while (item < m_size) {
+        while (!writer.done()) {
             std::size_t const blockBegin = step;
             std::size_t const blockEnd =
                 m_size - step < kBlock ? m_size : step + static_cast<std::size_t>(kBlock);
             runSteps(blockBegin, blockEnd);
-
-            while (item < blockEnd) {
-                std::size_t const lookAhead = m_size - item;
-                std::size_t length = m_lengths[item - blockBegin];
-                if (length > lookAhead) {
-                    length = lookAhead;
-                }
-                if (length <= 2) {
-                    *flag = static_cast<unsigned char>(*flag | mask);
-                    *out++ = m_in[item];
-                    length = 1;
-                } else {
-                    unsigned const position = m_positions[item - blockBegin];
-                    *out++ = static_cast<unsigned char>(position);
-                    *out++ = static_cast<unsigned char>(((position >> 4) & 0xf0) | (length - 3));
-                }
-                item += length;
-                mask = (mask << 1) & 0xff;
-                if (mask == 0) {
-                    flag = out++;
-                    *flag = 0;
-                    mask = 1;
-                }
-            }
+            writer.write(blockBegin, blockEnd, m_positions, m_lengths);
             step = blockEnd;
         }
-        if (out == flag + 1) {
-            out = flag; // a group with no item is not sent
-        }
-        return static_cast<std::size_t>(out - code);
+        return writer.finish();
     }
 
 private:
@@ -390,7 +134,7 @@ private:
         m_lengths[index] = static_cast<std::uint8_t>(length);
     }
 
-    Tree& m_tree;
+    Tree<RingStrings>& m_tree;
     unsigned char* m_text;
     unsigned char const* m_in;
     std::size_t m_size;
@@ -562,19 +306,19 @@ void* shrink(unsigned char* block, std::size_t allocated, std::size_t used) {
 // ---- K_File ---------------------------------------------------------------------------
 
 void K_File::initTree() {
-    Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+    Tree<RingStrings> tree{{text_buf}, dad, lson, rson, match_position, match_length};
     tree.init();
 }
 
 void K_File::insertNode(int r) {
-    Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+    Tree<RingStrings> tree{{text_buf}, dad, lson, rson, match_position, match_length};
     tree.insert(r);
     match_position = tree.matchPosition;
     match_length = tree.matchLength;
 }
 
 void K_File::deleteNode(int p) {
-    Tree tree{text_buf, dad, lson, rson, match_position, match_length};
+    Tree<RingStrings> tree{{text_buf}, dad, lson, rson, match_position, match_length};
     tree.remove(p);
 }
 
@@ -590,11 +334,15 @@ void* K_File::compress(char const* label, void const* data, unsigned int size) {
     std::memcpy(block, CMPHEADER, 4);
     writeLE32(block + 4, size);
 
-    // No input gives an empty code stream.
-    std::size_t count = 0;
-    if (size > 0) {
-        Tree tree{text_buf, dad, lson, rson, match_position, match_length};
-        Encoder encoder(tree, text_buf, static_cast<unsigned char const*>(data), size);
+    // No input gives an empty code stream. A large one is worth a second processor.
+    unsigned char const* const in = static_cast<unsigned char const*>(data);
+    std::size_t count = size == 0 ? 0 : kNotEncoded;
+    if (size >= kTwoSidedFrom && twoSidedWorthIt()) {
+        count = encodeTwoSided(in, size, block + kHeaderSize, true);
+    }
+    if (count == kNotEncoded) {
+        Tree<RingStrings> tree{{text_buf}, dad, lson, rson, match_position, match_length};
+        Encoder encoder(tree, text_buf, in, size);
         count = encoder.encode(block + kHeaderSize);
         match_position = tree.matchPosition;
         match_length = tree.matchLength;

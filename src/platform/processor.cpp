@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include <sched.h>
+
 #if defined(__i386__) || defined(__x86_64__)
 #include <cpuid.h>
 #include <x86intrin.h>
@@ -99,6 +101,16 @@ std::uint64_t timeStampCounter() {
     return static_cast<std::uint64_t>(now.tv_sec) * 1000000000u +
            static_cast<std::uint64_t>(now.tv_nsec);
 #endif
+}
+
+unsigned int usableProcessors() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (::sched_getaffinity(0, sizeof set, &set) != 0) {
+        return 1;
+    }
+    int const count = CPU_COUNT(&set);
+    return count > 0 ? static_cast<unsigned int>(count) : 1u;
 }
 
 } // namespace klmfc::platform

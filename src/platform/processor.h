@@ -42,4 +42,7 @@ void wideRegisterProbe();
 // such counter, nanoseconds of a monotonic clock.
 std::uint64_t timeStampCounter();
 
+// How many processors the process may run on (its affinity), at least 1.
+unsigned int usableProcessors();
+
 } // namespace klmfc::platform
