@@ -159,10 +159,10 @@ void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end
             ++i;
             continue;
         }
-        // An insertion goes down side by side with the side's next one when that one is
-        // near enough for both to see the same strings, starts with another byte, and
-        // the removals between them are not from the first one's tree: those removals
-        // then run first.
+        // An insertion goes down side by side with the side's next one when that one
+        // starts with another byte and the removals between them are not from the first
+        // one's tree: those removals then run first. Each walk reads the strings as they
+        // stand at its own step.
         unsigned char const first = in[k];
         std::size_t j = i + 1;
         while (j < n && (side.events[j] & 1) == 0 &&
@@ -170,7 +170,7 @@ void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end
             ++j;
         }
         std::size_t const k2 = j < n ? begin + (side.events[j] >> 1) : 0;
-        if (j < n && (side.events[j] & 1) != 0 && in[k2] != first && k2 - k < kLongest) {
+        if (j < n && (side.events[j] & 1) != 0 && in[k2] != first) {
             for (std::size_t m = i + 1; m < j; ++m) {
                 tree.remove(static_cast<int>((begin + (side.events[m] >> 1) - 1) & kRingMask));
             }

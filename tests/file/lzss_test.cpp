@@ -1,6 +1,7 @@
 // LZSS compression: the "KA->" container byte for byte, the encoder against the classic
 // tree encoder, round trips, and containers that are not what they say.
 #include "file/file_test_access.h"
+#include "file/lzss_parallel.h"
 
 #include <gtest/gtest.h>
 
@@ -208,6 +209,12 @@ TEST(LzssEncoder, GivesTheClassicTreeEncodersBytes) {
         }
         inputs.push_back(echo);
     }
+    // One byte value only: one half of the trees has no work. Blanks outweighed by
+    // another byte: the blanks in front of the input go to the second half.
+    inputs.push_back(Bytes(20000, 'q'));
+    inputs.push_back(textBytes(40000, 15));
+    std::replace(inputs.back().begin(), inputs.back().end(), 'e', ' ');
+    std::replace(inputs.back().begin(), inputs.back().end(), 'a', 'x');
     for (Bytes const& input : inputs) {
         Bytes const reference = ClassicEncoder().encode(input);
         // The library runs after other compressions that leave its tables full of
@@ -218,6 +225,16 @@ TEST(LzssEncoder, GivesTheClassicTreeEncodersBytes) {
             ASSERT_EQ(reference, Bytes(result.begin() + 12, result.end()))
                 << input.size() << " bytes after " << int(filler);
             ASSERT_EQ(input, decompressed(result));
+        }
+        // The encoder on two processors, whatever this machine has, and on one thread.
+        if (!input.empty()) {
+            for (bool secondThread : {true, false}) {
+                Bytes code(input.size() * 2 + 64);
+                std::size_t const length = klmfc::file::lzss::encodeTwoSided(
+                    input.data(), input.size(), code.data(), secondThread);
+                code.resize(length);
+                ASSERT_EQ(reference, code) << input.size() << " bytes, " << secondThread;
+            }
         }
     }
     // All bytes but the blank, once each: nothing to match, 9 bytes of code for each 8.
