@@ -397,9 +397,9 @@ void K_MemoryFile::growTo(std::uint64_t needed) {
         }
         grow = kLargestBlock;
     }
-    // The reallocation of the memory services, step by step, so that a large new block
-    // is mapped in one go before the old bytes are copied into it: a growing file writes
-    // the whole of it, and page faults one page at a time cost more than the copy.
+    // The reallocation of the memory services, step by step, so that the system hears of
+    // a large new block before the old bytes are copied into it: a growing file writes the
+    // whole of it, and page faults one small page at a time cost more than the copy.
     unsigned char* block = static_cast<unsigned char*>(
         K_REALLOCATE_implementation(nullptr, 0, static_cast<int>(grow)));
     klmfc::platform::prepareForWriting(block, grow);

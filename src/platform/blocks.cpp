@@ -18,24 +18,23 @@ void copyForward(void* dest, void const* src, std::size_t bytes) {
 }
 
 void prepareForWriting(void* block, std::size_t bytes) {
-    // Below a few huge pages the pages come one at a time whatever is asked, and a
-    // request costs more than it saves.
+    // Below two huge pages a block of the C library rarely holds a whole aligned one.
     constexpr std::size_t kLarge = 4u << 20;
     if (bytes < kLarge) {
         return;
     }
+#if defined(MADV_HUGEPAGE)
     static std::uintptr_t const page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
     std::uintptr_t const first = (reinterpret_cast<std::uintptr_t>(block) + page - 1) & ~(page - 1);
     std::uintptr_t const end = (reinterpret_cast<std::uintptr_t>(block) + bytes) & ~(page - 1);
-    void* const start = reinterpret_cast<void*>(first);
-    // Huge pages where the system gives them on request, then all the pages at once.
-    // Either request may be refused (older kernels, huge pages switched off): the pages
-    // then come one fault at a time, as without the hint.
-#if defined(MADV_HUGEPAGE)
-    ::madvise(start, end - first, MADV_HUGEPAGE);
-#endif
-#if defined(MADV_POPULATE_WRITE)
-    ::madvise(start, end - first, MADV_POPULATE_WRITE);
+    // Refused where huge pages are switched off or unknown: the pages then come one at a
+    // time, as without the hint. Asking for all pages at once as well (MADV_POPULATE_WRITE)
+    // was tried and costs more than it saves, much more when the block is memory that the
+    // C library kept and whose pages are there already.
+    ::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+#else
+    (void)block;
+    (void)bytes;
 #endif
 }
 

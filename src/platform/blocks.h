@@ -11,9 +11,10 @@ namespace klmfc::platform {
 // a kilobyte on.
 void copyForward(void* dest, void const* src, std::size_t bytes);
 
-// Tells the system that the whole of a fresh block of `bytes` bytes is about to be
-// written, so that it maps the block's pages in one go rather than one page fault at a
-// time. Only a hint: it changes no byte, and a system that does not take it ignores it.
+// Tells the system that a fresh block of `bytes` bytes is about to be written from end to
+// end, so that it may back a large one with huge pages and take one page fault where it
+// would take 512. Only a hint: it changes no byte, and a system that does not take it
+// ignores it.
 void prepareForWriting(void* block, std::size_t bytes);
 
 } // namespace klmfc::platform
