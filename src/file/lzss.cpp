@@ -29,6 +29,10 @@ K_FileException_ContainerCorrupted::K_FileException_ContainerCorrupted(char cons
 namespace {
 
 using namespace klmfc::file::lzss;
+
+constexpr std::size_t kHeaderSize = 12;
+constexpr int kTextSize = kRingSize + kLongest - 1;   // the ring and a copy of its first 17 bytes
+constexpr std::size_t kGroupOutputMax = 8 * kLongest; // most bytes one group decodes to
 using klmfc::file::readLE32;
 using klmfc::file::writeLE32;
 

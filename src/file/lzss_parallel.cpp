@@ -27,6 +27,14 @@ namespace {
 constexpr std::size_t kSteps = 16384;            // steps of tree work in one block
 constexpr std::ptrdiff_t kLifetime = kStart + 1; // a node leaves this many steps after it came
 
+// The ring index of the node that step k inserts, and of the one it takes out.
+int arriving(std::size_t k) {
+    return static_cast<int>((kStart + k) & kRingMask);
+}
+int leaving(std::size_t k) {
+    return static_cast<int>((k - 1) & kRingMask);
+}
+
 // The strings of the nodes as they stand at one step, read from a copy of the input that
 // has the ring's blanks in front of it and, behind it, what the ring holds there once the
 // input has run out.
@@ -37,7 +45,7 @@ struct InputStrings {
 
     void moveTo(std::size_t k) {
         here = bytes + k;
-        ring = static_cast<int>((kStart + k) & kRingMask);
+        ring = arriving(k);
     }
 
     // The nodes in the tree came in less than kLifetime steps ago: their distance back in
@@ -118,6 +126,12 @@ void prepare(unsigned char const* copy, unsigned char const* in, std::size_t siz
     }
 }
 
+// The first byte of the node that step k takes out; a blank for the blank nodes.
+unsigned char leavingFirst(unsigned char const* in, std::size_t k) {
+    std::ptrdiff_t const start = static_cast<std::ptrdiff_t>(k) - kLifetime;
+    return start >= 0 ? in[start] : static_cast<unsigned char>(' ');
+}
+
 // The tree work of one side for steps [begin, end), its matches into table `table`.
 void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end, int table) {
     Side& side = state.sides[me];
@@ -133,20 +147,16 @@ void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end
     // step k - kLifetime, then the insertion of the node of step k.
     std::size_t n = 0;
     for (std::size_t k = begin; k < end; ++k) {
-        std::ptrdiff_t const leaving = static_cast<std::ptrdiff_t>(k) - kLifetime;
-        unsigned char const first = leaving >= 0 ? in[leaving] : ' ';
+        // Nodes before the 18 blank ones were never inserted.
+        bool const anyLeaving = static_cast<std::ptrdiff_t>(k) - kLifetime >= -kLongest;
         std::uint32_t const at = static_cast<std::uint32_t>(k - begin) << 1;
         side.events[n] = at;
-        n += static_cast<std::size_t>(leaving >= -kLongest && state.sideOf[first] == me);
+        n += static_cast<std::size_t>(anyLeaving && state.sideOf[leavingFirst(in, k)] == me);
         side.events[n] = at | 1;
         n += static_cast<std::size_t>(state.sideOf[in[k]] == me);
     }
     std::uint16_t* positions = state.positions[table];
     std::uint8_t* lengths = state.lengths[table];
-    auto leavingFirst = [&](std::size_t k) {
-        std::ptrdiff_t const leaving = static_cast<std::ptrdiff_t>(k) - kLifetime;
-        return leaving >= 0 ? in[leaving] : static_cast<unsigned char>(' ');
-    };
     auto keep = [&](std::size_t k, int position, int length) {
         positions[k - begin] = static_cast<std::uint16_t>(position);
         lengths[k - begin] = static_cast<std::uint8_t>(length);
@@ -155,7 +165,7 @@ void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end
     for (std::size_t i = 0; i < n;) {
         std::size_t const k = begin + (side.events[i] >> 1);
         if ((side.events[i] & 1) == 0) {
-            tree.remove(static_cast<int>((k - 1) & kRingMask));
+            tree.remove(leaving(k));
             ++i;
             continue;
         }
@@ -166,18 +176,18 @@ void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end
         unsigned char const first = in[k];
         std::size_t j = i + 1;
         while (j < n && (side.events[j] & 1) == 0 &&
-               leavingFirst(begin + (side.events[j] >> 1)) != first) {
+               leavingFirst(in, begin + (side.events[j] >> 1)) != first) {
             ++j;
         }
         std::size_t const k2 = j < n ? begin + (side.events[j] >> 1) : 0;
         if (j < n && (side.events[j] & 1) != 0 && in[k2] != first) {
             for (std::size_t m = i + 1; m < j; ++m) {
-                tree.remove(static_cast<int>((begin + (side.events[m] >> 1) - 1) & kRingMask));
+                tree.remove(leaving(begin + (side.events[m] >> 1)));
             }
             tree.strings.moveTo(k);
-            Walk a = tree.begin(static_cast<int>((kStart + k) & kRingMask));
+            Walk a = tree.begin(arriving(k));
             tree.strings.moveTo(k2);
-            Walk b = tree.begin(static_cast<int>((kStart + k2) & kRingMask));
+            Walk b = tree.begin(arriving(k2));
             tree.walkTwo(a, b);
             keep(k, a.bestPosition, a.best);
             keep(k2, b.bestPosition, b.best);
@@ -185,7 +195,7 @@ void runSide(int me, unsigned char const* in, std::size_t begin, std::size_t end
             continue;
         }
         tree.strings.moveTo(k);
-        tree.insert(static_cast<int>((kStart + k) & kRingMask));
+        tree.insert(arriving(k));
         keep(k, tree.matchPosition, tree.matchLength);
         ++i;
     }

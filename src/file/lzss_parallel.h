@@ -15,11 +15,11 @@ bool twoSidedWorthIt();
 // What encodeTwoSided gives when it has no memory for its copy of the input.
 constexpr std::size_t kNotEncoded = ~std::size_t{0};
 
-// Encodes `size` bytes (at least kTwoSidedFrom) from `in` into `code`, which has room for
-// the worst case, and returns the length of the code stream, or kNotEncoded. With
-// `secondThread` one half of the trees is worked on another thread; without, or when no
-// thread can be had, the calling thread does both, block by block. Uses static state:
-// one call at a time.
+// Encodes `size` bytes (at least 1; `compress` hands over kTwoSidedFrom or more) from `in`
+// into `code`, which has room for the worst case, and returns the length of the code stream, or
+// kNotEncoded. With `secondThread` one half of the trees is worked on another thread; without, or
+// when no thread can be had, the calling thread does both, block by block. Uses static state: one
+// call at a time.
 std::size_t encodeTwoSided(unsigned char const* in, std::size_t size, unsigned char* code,
                            bool secondThread);
 

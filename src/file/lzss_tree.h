@@ -15,9 +15,6 @@ constexpr int kLongest = 18;                 // the look-ahead
 constexpr int kStart = kRingSize - kLongest; // 4078, first write index
 constexpr int kNil = kRingSize;              // no node
 constexpr int kRoot = kRingSize + 1;         // rson[kRoot + c] roots the strings starting with c
-constexpr std::size_t kHeaderSize = 12;
-constexpr int kTextSize = kRingSize + kLongest - 1;   // the ring and a copy of its first 17 bytes
-constexpr std::size_t kGroupOutputMax = 8 * kLongest; // most bytes one group decodes to
 
 // Eight bytes as one number whose order is that of the bytes compared one by one, first
 // byte most significant.

@@ -1,5 +1,7 @@
 #include "klmfc/memory/memory.h"
 
+#include "platform/blocks.h"
+
 #include <algorithm>
 #include <cstring>
 #include <new>
@@ -11,7 +13,9 @@ K_MemoryException_Allocation::K_MemoryException_Allocation() {
     setError("Out of system memory resources");
 }
 
-void K_RaiseAllocationFailure() { K_Raise<K_MemoryException_Allocation>(); }
+void K_RaiseAllocationFailure() {
+    K_Raise<K_MemoryException_Allocation>();
+}
 
 void* K_CountedAllocate(std::size_t bytes) {
     void* block = ::operator new(bytes, std::nothrow);
@@ -23,7 +27,11 @@ void* K_CountedAllocate(std::size_t bytes) {
 }
 
 void* K_REALLOCATE_implementation(void* old, int oldSize, int newSize) {
-    void* block = K_CountedAllocate(static_cast<std::size_t>(std::max(newSize, 0)));
+    std::size_t const bytes = static_cast<std::size_t>(std::max(newSize, 0));
+    void* block = K_CountedAllocate(bytes);
+    // A reallocated block is filled by its owner, the copy below first: the system hears
+    // of a large one before anything touches it, so that it may back it with huge pages.
+    klmfc::platform::prepareForWriting(block, bytes);
     if (old == nullptr) {
         return block;
     }

@@ -5,7 +5,6 @@
 #include "klmfc/file/file.h"
 #include "klmfc/file/filestream.h"
 #include "memoryfile/memoryfile_internal.h"
-#include "platform/blocks.h"
 #include "platform/output_file.h"
 
 #include <algorithm>
@@ -397,17 +396,8 @@ void K_MemoryFile::growTo(std::uint64_t needed) {
         }
         grow = kLargestBlock;
     }
-    // The reallocation of the memory services, step by step, so that the system hears of
-    // a large new block before the old bytes are copied into it: a growing file writes the
-    // whole of it, and page faults one small page at a time cost more than the copy.
-    unsigned char* block = static_cast<unsigned char*>(
-        K_REALLOCATE_implementation(nullptr, 0, static_cast<int>(grow)));
-    klmfc::platform::prepareForWriting(block, grow);
-    if (m_pData != nullptr) {
-        std::memcpy(block, m_pData, m_uiCapacity);
-        K_REALLOCATE_DELETE_implementation(m_pData);
-    }
-    m_pData = block;
+    m_pData = static_cast<unsigned char*>(K_REALLOCATE_implementation(
+        m_pData, static_cast<int>(m_uiCapacity), static_cast<int>(grow)));
     m_uiGrowSize = static_cast<unsigned int>(grow);
     m_uiCapacity = m_uiGrowSize;
     m_bOwnsData = true;
